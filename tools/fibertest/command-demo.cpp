@@ -1,0 +1,74 @@
+// fibertest demo: shows what the library holds by using each part of it.
+#include <cstdio>
+#include <ostream>
+#include <string>
+
+#include "commands.h"
+#include "sor/sor-exception.h"
+#include "util/base64.h"
+#include "util/crc.h"
+#include "util/gzip.h"
+#include "util/md5.h"
+#include "util/version.h"
+
+namespace cli {
+
+namespace {
+
+std::string hex(const std::string& raw)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string out;
+    for (unsigned char c : raw) {
+        out += digits[c >> 4];
+        out += digits[c & 0xF];
+    }
+    return out;
+}
+
+void row(std::ostream& out, const std::string& what, const std::string& shown)
+{
+    out << "  " << what << std::string(what.size() < 22 ? 22 - what.size() : 1, ' ') << shown << "\n";
+}
+
+int runDemo(const ParsedArgs&, Context& context)
+{
+    std::ostream& out = context.out;
+    out << "fibertest " << FIBERTEST_VERSION << ": what the library holds\n\n";
+
+    out << "Foundations\n";
+    const std::string check = "123456789";
+    unsigned short crc = 0xFFFF;
+    TCRC().get_crc_ccitt(crc, check.data(), static_cast<int>(check.size()));
+    char crcText[8];
+    std::snprintf(crcText, sizeof crcText, "0x%04X", crc);
+    row(out, "trace checksum", std::string("CRC-16/CCITT-FALSE of \"123456789\" = ") + crcText);
+    row(out, "MD5", "of \"abc\" = " + hex(TMd5::GetStringMd5Hash("abc")));
+    row(out, "base64", "\"fiber\" = \"" + base64_encode("fiber") + "\"");
+    std::string text;
+    while (text.size() < 100000)
+        text += "splice 0.05 dB, connector 0.35 dB, reflectance -45 dB\n";
+    const OptionalBuffer packed = compressToGzip(text.data(), text.size());
+    row(out, "gzip", std::to_string(text.size()) + " bytes of event text -> " + std::to_string(packed.second.size()) +
+                         " bytes");
+
+    out << "\nTrace file model\n";
+    row(out, "block errors", std::string("\"") + TSorException::Text(TSorException::NullPointer) + "\", \"" +
+                                 TSorException::Text(TSorException::BadData) + "\", \"" +
+                                 TSorException::Text(TSorException::IndexOutOfBounds) + "\"");
+    return ExitDone;
+}
+
+} // namespace
+
+Command demoCommand()
+{
+    Command c;
+    c.name = "demo";
+    c.summary = "show the library at work on built-in data";
+    c.description = "Uses each part of the library on built-in data and prints what it did.";
+    c.run = runDemo;
+    return c;
+}
+
+} // namespace cli
