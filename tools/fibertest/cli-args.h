@@ -1,4 +1,4 @@
-// Command-line arguments of the fibertest tool: option specifications, the
+// Command-line arguments of the fibertest tool: what each option looks like, the
 // parser, and the two errors a command can end with.
 #pragma once
 
@@ -63,7 +63,7 @@ private:
     std::vector<std::string> args;
 };
 
-// Parses `argv` against the specifications. Accepts "--name value",
+// Parses `argv` against the option and argument descriptions. Accepts "--name value",
 // "--name=value", "-n value", flags, "--" ending the options, and "-" as a
 // positional argument (standard input or output). Throws UsageError.
 [[nodiscard]] ParsedArgs parseArgs(const std::vector<std::string>& argv,

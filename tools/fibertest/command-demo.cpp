@@ -8,7 +8,10 @@
 #include "util/base64.h"
 #include "util/crc.h"
 #include "util/gzip.h"
+#include "util/ini-file.h"
+#include "util/len-unit.h"
 #include "util/md5.h"
+#include "util/t-string.h"
 #include "util/version.h"
 
 namespace cli {
@@ -37,6 +40,32 @@ int runDemo(const ParsedArgs&, Context& context)
     out << "fibertest " << FIBERTEST_VERSION << ": what the library holds\n\n";
 
     out << "Foundations\n";
+    TString line("  1550 nm ; splice ; 0.08 dB  ");
+    TLuArray<TString, TString*> pieces;
+    line.Trim().Split(&pieces, ";");
+    std::string shownPieces;
+    for (int i = 0; i < pieces.count; ++i)
+        shownPieces += std::string(i ? ", " : "") + "\"" + pieces[i]->Trim().data + "\"";
+    row(out, "strings", "\"" + std::string(line.data) + "\" split at ';' = " + shownPieces);
+
+    TIni ini;
+    ini.SetDouble("Thresholds", "Splice", 0.05);
+    ini.SetInt("Thresholds", "Reflection", -65);
+    ini.SetString("Fiber", "Name", "F-017");
+    TString iniText;
+    ini.ToString(iniText);
+    TIni back;
+    back.FromString(iniText);
+    row(out, "INI settings", std::to_string(back.GetSectionsNum() - 1) + " sections written with CR LF and read back, Splice = " +
+                                 std::to_string(back.GetDouble("Thresholds", "Splice", 0.0)).substr(0, 4) + " dB");
+
+    TLenUnit units(duFt);
+    char formatted[TLenUnit::FormatBufSize];
+    units.FormatLenStr(formatted, 12.3456);
+    char rounded[TLenUnit::FormatBufSize];
+    TLenUnit::FormatRoundValueStr(rounded, 1234.0);
+    row(out, "units", "12.3456 km = " + std::string(formatted) + "; 1234 rounded for a scale = " + rounded);
+
     const std::string check = "123456789";
     unsigned short crc = 0xFFFF;
     TCRC().get_crc_ccitt(crc, check.data(), static_cast<int>(check.size()));
