@@ -1,0 +1,3 @@
+#include "sor/sor-field-visitor.h"
+
+TSorFieldVisitor::~TSorFieldVisitor() = default;
