@@ -69,8 +69,10 @@ public:
     [[nodiscard]] virtual std::int32_t GetBlockSize();
     [[nodiscard]] virtual TBlockType GetBlockType() const;
     [[nodiscard]] virtual std::uint16_t GetBlockLastKnownRevisionNo() const;
-    // The base does nothing; each block assigns from its own type.
-    virtual void Assign(const TSorBlock& other);
+    // The base does nothing. Each block has an Assign for its own type, so
+    // assignment always goes through the concrete type and is not virtual
+    // (a virtual one here would only be hidden by those).
+    void Assign(const TSorBlock& other);
     // Set RevisionNo, then Read or Write.
     virtual void ReadRN(TSorFile* file, std::uint16_t revision);
     virtual void WriteRN(TSorFile* file, std::uint16_t revision);

@@ -123,7 +123,8 @@ public:
     [[nodiscard]] double OwtToLevel(double owt, short interpolate) const;
     [[nodiscard]] double LenIntToLevel(int len, int scale) const;
     void GetMinMax(long from, long to, float& min, float& max) const;
-    void GetMax(long from, long to, long& owt) const;
+    // The highest level between two one-way times, and the time where it stands.
+    double GetMax(long from, long to, long& owt) const;
     // The pulse at `owt` in ns, from the acquisition block's true pulse where
     // it has one.
     [[nodiscard]] double GetRealNsPulse(double owt = 0) const;
@@ -158,4 +159,7 @@ private:
     void checkTrust();
     // The data type of the points from TYP of AUXParams.
     void setDataType();
+    // SetLinf; `levelsFromRaw` says that the level cache was just rebuilt
+    // from the raw points, so that equal raw values have equal levels.
+    void setLinf(bool levelsFromRaw);
 };

@@ -5,6 +5,11 @@ namespace cli {
 const std::vector<Command>& commands()
 {
     static const std::vector<Command> all = {
+        infoCommand(),
+        dumpCommand(),
+        pointsCommand(),
+        resaveCommand(),
+        editCommand(),
         demoCommand(),
     };
     return all;

@@ -5,6 +5,11 @@
 
 namespace cli {
 
+[[nodiscard]] Command infoCommand();
+[[nodiscard]] Command dumpCommand();
+[[nodiscard]] Command pointsCommand();
+[[nodiscard]] Command resaveCommand();
+[[nodiscard]] Command editCommand();
 [[nodiscard]] Command demoCommand();
 
 } // namespace cli
