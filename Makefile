@@ -1,7 +1,8 @@
 # The two commands of the README, and a few more for developers.
 #
 #   make demo    install what is missing, build, run `fibertest demo`
-#   make test    install what is missing, build, run every test
+#   make test    install what is missing, build, run every test, and a short
+#                run of each fuzz target (clang, under the sanitizers)
 #   make asan    the tests under AddressSanitizer and UndefinedBehaviorSanitizer
 #   make fuzz    build the fuzz targets with clang and run each briefly
 #   make bench   build and run the benchmarks
@@ -11,20 +12,28 @@ PRESET ?= default
 PREFIX ?= /usr/local
 BUILD_DIR := build/$(PRESET)
 
-.PHONY: demo test asan fuzz bench install setup configure build clean
+.PHONY: demo test asan fuzz fuzz-smoke bench install setup configure build clean
 
 demo: build
 	$(BUILD_DIR)/tools/fibertest/fibertest demo
 
 test: build
 	ctest --preset $(PRESET)
+ifeq ($(PRESET),default)
+	$(MAKE) --no-print-directory fuzz-smoke SETUP_DONE=1
+endif
+
+# A short run of every fuzz target from its seeds, under AddressSanitizer and
+# UndefinedBehaviorSanitizer (about two minutes in all).
+fuzz-smoke: setup
+	cmake --preset fuzz
+	cmake --build --preset fuzz --target fuzz-all
+	ctest --preset fuzz -L fuzz
 
 asan:
 	$(MAKE) test PRESET=asan
 
-fuzz:
-	./scripts/install-deps.sh --fuzz
-	$(MAKE) test PRESET=fuzz SETUP_DONE=1
+fuzz: fuzz-smoke
 
 bench: build
 	@for b in $(BUILD_DIR)/bench/bench-*; do echo "== $$b"; $$b || exit 1; done

@@ -3,20 +3,20 @@
 # that this machine lacks. Does nothing when everything is there.
 #
 #   scripts/install-deps.sh           what `make demo` and `make test` need
-#   scripts/install-deps.sh --fuzz    also clang and its fuzzing runtime
 #   scripts/install-deps.sh --check   only list what is missing (exit 1 if any)
 set -eu
 
+# The build and the tests; clang and its runtime build the fuzz targets,
+# whose short run is part of the tests.
 packages="cmake ninja-build g++ make pkg-config zlib1g-dev
-          googletest libgtest-dev libgmock-dev libbenchmark-dev"
-fuzz_packages="clang libclang-rt-14-dev"
+          googletest libgtest-dev libgmock-dev libbenchmark-dev
+          clang libclang-rt-14-dev picojson-dev"
 
 check_only=no
 for arg in "$@"; do
     case "$arg" in
-        --fuzz) packages="$packages $fuzz_packages" ;;
         --check) check_only=yes ;;
-        -h|--help) sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+        -h|--help) sed -n '2,6p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
         *) echo "install-deps.sh: unknown option '$arg'" >&2; exit 2 ;;
     esac
 done

@@ -56,7 +56,8 @@ public:
     [[nodiscard]] TBlockType GetBlockType() const override { return btEmbData1E; }
     void Assign(const TEmbData1E& other);
     // Throws the null-pointer TSorException for a null file and the bad-data
-    // one for a negative DataSize or for traces nested too deep. Raw data
+    // one for a negative DataSize or for nested traces beyond the limits of
+    // depth and number (hostile input; see the source). Raw data
     // shorter than DataSize ends like a short read, DataSize then being what
     // there was.
     void Read(TSorFile* file) override;

@@ -154,6 +154,17 @@ bool TSorData::readBlocks(TSorFile* file, bool minimal)
     // short or long cannot derail the next block, and blocks may stand in any
     // order.
     unsigned long position = start + static_cast<unsigned long>(static_cast<long>(Map->Size));
+    // Each block of ours is read from its first Map entry only: a hostile Map
+    // that lists one block thousands of times would otherwise have it parse
+    // the rest of the file each time. (Foreign blocks read only their own
+    // bytes, so they cost no more than the file.)
+    std::vector<const TSorBlock*> alreadyRead;
+    const auto firstTime = [&alreadyRead](const TSorBlock* block) {
+        if (std::find(alreadyRead.begin(), alreadyRead.end(), block) != alreadyRead.end())
+            return false;
+        alreadyRead.push_back(block);
+        return true;
+    };
     for (int i = 0; i < Map->Entries.count; ++i) {
         const TSorBlockMapBlockInfo* entry = Map->Entries.data[i];
         if (entry == nullptr || entry->Size < 1)
@@ -167,35 +178,14 @@ bool TSorData::readBlocks(TSorFile* file, bool minimal)
 
         const TString& id = entry->ID;
         const std::uint16_t revision = entry->RevisionNo;
-        if (id == "GenParams") {
-            GenParams->ReadRN(file, revision);
-        } else if (id == "SupParams") {
-            SupParams->ReadRN(file, revision);
-        } else if (id == "FxdParams") {
-            FxdParams->ReadRN(file, revision);
-        } else if (id == "KeyEvents") {
-            KeyEvents->ReadRN(file, revision);
-        } else if (id == "LnkParams") {
-            LnkParams->ReadRN(file, revision);
-        } else if (id == "DataPts") {
-            DataPts->ReadRN(file, revision);
-        } else if (id == "AUXParams") {
-            AUXParams->ReadRN(file, revision);
-            if (!minimal)
-                checkTrust();
-        } else if (minimal) {
-            continue;
-        } else if (id == "RFTSParams") {
-            RFTSParams->ReadRN(file, revision);
-        } else if (id == "RFTSEvents") {
-            RFTSEvents->ReadRN(file, revision);
-        } else if (id == "EmbData") {
-            EmbData->ReadRN(file, revision);
-        } else if (id == "AUXEvents") {
-            AUXEvents->ReadRN(file, revision);
-        } else if (id == "Cksum") {
-            Cksum->ReadRN(file, revision);
-        } else {
+        TSorBlock* block = knownBlock(id, minimal);
+        if (block != nullptr) {
+            if (firstTime(block)) {
+                block->ReadRN(file, revision);
+                if (block == AUXParams && !minimal)
+                    checkTrust();
+            }
+        } else if (!minimal) {
             auto* special = new TSorBlockSpecial(entry->Size);
             special->ReadRN(file, revision);
             special->RevisionNo = revision;
@@ -206,6 +196,26 @@ bool TSorData::readBlocks(TSorFile* file, bool minimal)
     }
     RevisionNo = Map->RevisionNo;
     return true;
+}
+
+TSorBlock* TSorData::knownBlock(const TString& id, bool minimal) const
+{
+    // The fast load reads the standard blocks and AUXParams only.
+    const std::pair<const char*, TSorBlock*> standard[] = {
+        {"GenParams", GenParams}, {"SupParams", SupParams}, {"FxdParams", FxdParams}, {"KeyEvents", KeyEvents},
+        {"LnkParams", LnkParams}, {"DataPts", DataPts},     {"AUXParams", AUXParams}};
+    for (const auto& [name, block] : standard)
+        if (id == name)
+            return block;
+    if (minimal)
+        return nullptr;
+    const std::pair<const char*, TSorBlock*> others[] = {{"RFTSParams", RFTSParams}, {"RFTSEvents", RFTSEvents},
+                                                         {"EmbData", EmbData},       {"AUXEvents", AUXEvents},
+                                                         {"Cksum", Cksum}};
+    for (const auto& [name, block] : others)
+        if (id == name)
+            return block;
+    return nullptr;
 }
 
 void TSorData::Read(TSorFile* file)
@@ -732,9 +742,9 @@ TEmbData1E* TSorData::GetSavedRFTSEvents(TString level) const
 {
     for (int i = 0; i < EmbData->GetTNED(); ++i) {
         TEmbData1E* entry = EmbData->GetEmbData(i);
-        if (!isRftsEventsEntry(entry) || entry->GetData() == nullptr)
+        const TSorBlockRFTSEvents* stored = entry != nullptr ? entry->GetRFTSEvents() : nullptr;
+        if (stored == nullptr)
             continue;
-        const auto* stored = static_cast<const TSorBlockRFTSEvents*>(entry->GetData());
         if (stored->LevelName == level)
             return entry;
     }
@@ -755,10 +765,8 @@ void TSorData::SaveRFTSEvents()
 int TSorData::LoadRFTSEvents(TString level)
 {
     const TEmbData1E* entry = GetSavedRFTSEvents(level);
-    if (entry == nullptr)
-        return 0;
-    const auto* stored = static_cast<const TSorBlockRFTSEvents*>(entry->GetData());
-    if (stored->TNRFTSE != KeyEvents->TNKE)
+    const TSorBlockRFTSEvents* stored = entry != nullptr ? entry->GetRFTSEvents() : nullptr;
+    if (stored == nullptr || stored->TNRFTSE != KeyEvents->TNKE)
         return 0;
     RFTSEvents->Assign(*stored);
     return 1;

@@ -26,6 +26,7 @@ class TSorBlockAUXEvents;
 class TSorBlockAUXParameters;
 class TSorBlockSpecial;
 class TEmbData1E;
+class TSorBlock;
 
 // Reads the blocks of a file in the order its Map gives, writes them back in
 // a fixed order of its own, and repairs on the way what older or foreign
@@ -157,6 +158,9 @@ private:
     // when a status other than end of file stopped it.
     bool readBlocks(TSorFile* file, bool minimal);
     void checkTrust();
+    // The block of ours that a Map entry names, or null (the fast load knows
+    // fewer blocks).
+    [[nodiscard]] TSorBlock* knownBlock(const TString& id, bool minimal) const;
     // The data type of the points from TYP of AUXParams.
     void setDataType();
     // SetLinf; `levelsFromRaw` says that the level cache was just rebuilt

@@ -12,7 +12,7 @@
 namespace {
 
 // A NUL-terminated text is read up to this many bytes; a longer one is cut.
-constexpr unsigned long maxTextBytes = 1024;
+constexpr unsigned long maxTextBytes = SorMaxTextLength + 1;
 
 template <class T>
 T decodeLittleEndian(const unsigned char* bytes)

@@ -154,7 +154,13 @@ void TSorFile::Write(std::uint32_t value)
 
 void TSorFile::Write(const TString& text)
 {
-    WriteBuf(text.data, static_cast<unsigned long>(text.length) + 1);
+    const auto length = static_cast<unsigned long>(text.length > 0 ? text.length : 0);
+    if (length <= SorMaxTextLength) {
+        WriteBuf(text.data, length + 1);
+        return;
+    }
+    WriteBuf(text.data, SorMaxTextLength);
+    WriteBuf("", 1);
 }
 
 void TSorFile::Write(const TString& text, unsigned int n)

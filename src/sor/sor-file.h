@@ -10,6 +10,9 @@
 
 class SorFileBackend;
 
+// The longest NUL-terminated text that a read takes whole.
+constexpr unsigned long SorMaxTextLength = 1023;
+
 // Where the bytes of a TSorFile go.
 enum TFileType {
     ftDisk = 1,        // a stdio stream
@@ -81,7 +84,9 @@ public:
     void Write(std::uint16_t value);
     void Write(std::int32_t value);
     void Write(std::uint32_t value);
-    // The text and its NUL.
+    // The text and its NUL. A text reads back to at most 1024 bytes without
+    // its NUL, so a longer one would make the next field start inside it:
+    // it goes out cut to 1023 bytes, and what is written always reads back.
     void Write(const TString& text);
     // A fixed-width text field of `n` bytes, NUL-padded when shorter, cut
     // without terminator when as long or longer.

@@ -357,3 +357,36 @@ TEST(SorDataRegressionTest, UserOffsetRepairWrapsAtTheEndsOfTheRange)
     EXPECT_EQ(loaded.data->GenParams->UO, 167772160);
     EXPECT_EQ(static_cast<std::uint32_t>(loaded.data->KeyEvents->Events.data[0]->EPT), 2017853472u + 167772160u);
 }
+
+TEST(SorDataRegressionTest, OverlongCommentKeepsTheSaveAFixedPoint)
+{
+    auto data = makeSampleTrace();
+    data->KeyEvents->Events.data[1]->CMT = std::string(1500, 'x').c_str();
+    const std::string once = writeToBytes(*readFromBytes(writeToBytes(*data)).data);
+    const auto reloaded = readFromBytes(once);
+    EXPECT_EQ(reloaded.data->KeyEvents->Events.data[1]->CMT.length, 1023);
+    EXPECT_EQ(reloaded.data->KeyEvents->Events.data[2]->EPT, 1500 * 5) << "the fields after it are in place";
+    EXPECT_TRUE(writeToBytes(*reloaded.data) == once);
+}
+
+TEST(SorDataRegressionTest, ABlockListedTwiceIsReadFromItsFirstEntry)
+{
+    // A hostile Map may list one of our blocks thousands of times, each
+    // read parsing the rest of the file again; only the first entry counts.
+    TSorBlockGeneralParameters first;
+    TSorBlockGeneralParameters second;
+    first.CID = "first";
+    second.CID = "second";
+    first.RevisionNo = second.RevisionNo = 200;
+    TSorBlockMap map;
+    map.AddEntry(new TSorBlockMapBlockInfo("GenParams", 200, first.GetBlockSize()));
+    map.AddEntry(new TSorBlockMapBlockInfo("GenParams", 200, second.GetBlockSize()));
+    map.Size = map.GetBlockSize();
+    TSorFile file("", "m");
+    map.Write(&file);
+    first.Write(&file);
+    second.Write(&file);
+    const auto loaded = readFromBytes(std::string(file.GetData(), file.GetDataSize()));
+    EXPECT_EQ(loaded.status, fsOk);
+    EXPECT_STREQ(loaded.data->GenParams->CID.data, "first");
+}

@@ -292,3 +292,20 @@ TEST(SorFileDeathTest, BufferAccessNeedsAMemoryFile)
         "FileType == ftMemory");
     EXPECT_DEATH((void)TSorFile(nullptr, "rb"), "filename && mode");
 }
+
+// A text of 1024 bytes or more would read back cut, with the next field
+// starting inside it; the writer cuts it so that its files read back.
+TEST(SorFileTest, OverlongTextIsWrittenSoThatItReadsBack)
+{
+    TSorFile file("", "m");
+    file.Write(TString(std::string(1500, 'c').c_str()));
+    file.Write(std::int16_t(42));
+    EXPECT_EQ(file.GetDataSize(), 1024u + 2u);
+    file.Seek(0);
+    TString text;
+    std::int16_t next = 0;
+    file.Read(text);
+    file.Read(next);
+    EXPECT_EQ(text.length, 1023);
+    EXPECT_EQ(next, 42);
+}

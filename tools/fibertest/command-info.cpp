@@ -7,6 +7,7 @@
 #include <string>
 
 #include "commands.h"
+#include "sor/sor-block-data-points.h"
 #include "sor/sor-block-fixed-parameters.h"
 #include "sor/sor-block-general-parameters.h"
 #include "sor/sor-block-key-events.h"
@@ -137,8 +138,11 @@ int runInfo(const ParsedArgs& args, Context& context)
     line(out, "Spacing", spacing);
     if (fxd.AR > 0)
         line(out, "Range", format("%.3f km", fxd.AR * perOwt / 1000.0));
-    const long points = static_cast<long>(fxd.GetTotalPinPW());
-    line(out, "Points", std::to_string(points));
+    const long points = data.DataPts->GetPointsNum();
+    const long declared = static_cast<long>(fxd.GetTotalPinPW());
+    line(out, "Points", std::to_string(points) + (declared != points ? " (the fixed parameters say " +
+                                                                           std::to_string(declared) + ")"
+                                                                     : std::string()));
     if (points > 0)
         line(out, "Length", format("%.3f km", owtToKm(data, data.GetMaxOwt())));
     line(out, "Group index", format("%.6f", fxd.GI * 1e-5));

@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "commands.h"
+#include "sor/sor-block-data-points.h"
 #include "sor/sor-block-fixed-parameters.h"
 #include "trace-file.h"
 
@@ -18,7 +19,7 @@ int runPoints(const ParsedArgs& args, Context& context)
     const TSorData& data = *trace.data;
     std::ostream& out = context.out;
     out << "km,dB\n";
-    const long points = static_cast<long>(data.FxdParams->GetTotalPinPW());
+    const long points = data.DataPts->GetPointsNum();
     char row[64];
     for (long n = 0; n < points; ++n) {
         const int length = std::snprintf(row, sizeof row, "%.6f,%.3f\n", owtToKm(data, data.FxdParams->NumToOwt(n)),
