@@ -174,7 +174,10 @@ void TEmbData1E::SetData(long size)
     if (size <= 0)
         return;
     RawBytes raw;
-    raw.bytes = std::make_unique<unsigned char[]>(static_cast<std::size_t>(size));
+    // Left uninitialised: every caller fills the array right away (a read,
+    // a copy, or the linear points of a whole trace), and a load should not
+    // pay for a pass of zeros first.
+    raw.bytes.reset(new unsigned char[static_cast<std::size_t>(size)]);
     raw.size = static_cast<std::size_t>(size);
     held = std::move(raw);
     DataSize = static_cast<std::int32_t>(size);

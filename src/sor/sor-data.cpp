@@ -387,22 +387,27 @@ namespace {
 // their value from a table. The passes over the points are free of branches
 // on the data: a mark for each value present, the distinct values in order, their
 // levels by the cache's own expression, one batch conversion, a lookup per
-// point. The tables live with the thread and are reused.
+// point. The tables live with the thread and are reused, so a load
+// allocates nothing here.
 void linearByRawValue(const TSorBlockDataPoints& points, const TSorBlockAUXParameters& aux, float* linear)
 {
     const std::vector<std::uint16_t>& raw = points.GetSubBlock()->Points;
     const auto sf = static_cast<float>(points.GetPointsSubBlockScaleFactor(0));
     thread_local std::vector<float> byRaw(65536);
     // A byte a value (not a bit): plain stores, which do not wait on each
-    // other as read-modify-writes of one word would.
+    // other as read-modify-writes of one word would. The marks are all clear
+    // between calls: each call clears the ones it set.
     thread_local std::vector<std::uint8_t> present(65536);
-    std::fill(present.begin(), present.end(), 0);
     std::uint8_t* mark = present.data();
+    // Room for every value, kept with the thread: nothing is allocated (and
+    // so nothing can throw) while marks are set.
+    thread_local std::vector<std::uint16_t> distinct;
+    thread_local std::vector<float, DefaultInitAllocator<float>> levels;
+    thread_local std::vector<float, DefaultInitAllocator<float>> converted;
+    distinct.reserve(65536);
+    distinct.clear();
     for (const std::uint16_t r : raw)
         mark[r] = 1;
-    std::vector<std::uint16_t> distinct;
-    std::vector<float, DefaultInitAllocator<float>> levels;
-    distinct.reserve(raw.size() < 65536 ? raw.size() : 65536);
     // Eight marks at a time; the set bytes of a word are found by their bits
     // (on a little-endian host the first byte is the lowest).
     static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the mark scan reads bytes as a little-endian word");
@@ -415,10 +420,12 @@ void linearByRawValue(const TSorBlockDataPoints& points, const TSorBlockAUXParam
             word &= ~(std::uint64_t(0xFF) << (byte * 8));
         }
     }
+    for (const std::uint16_t value : distinct)
+        mark[value] = 0;
     levels.resize(distinct.size());
     for (std::size_t j = 0; j < distinct.size(); ++j)
         levels[j] = -static_cast<float>(distinct[j]) * sf * 1e-6f;
-    std::vector<float, DefaultInitAllocator<float>> converted(distinct.size());
+    converted.resize(distinct.size());
     aux.Log5ToLinArray(levels.data(), converted.data(), static_cast<long>(distinct.size()));
     float* table = byRaw.data();
     for (std::size_t j = 0; j < distinct.size(); ++j)

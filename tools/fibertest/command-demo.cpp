@@ -4,7 +4,15 @@
 #include <string>
 
 #include "commands.h"
+#include "sor/sor-block-data-points.h"
+#include "sor/sor-block-fixed-parameters.h"
+#include "sor/sor-block-general-parameters.h"
+#include "sor/sor-block-key-events.h"
+#include "sor/sor-block-map.h"
+#include "sor/sor-checksum.h"
+#include "sor/sor-data.h"
 #include "sor/sor-exception.h"
+#include "sor/sor-file.h"
 #include "util/base64.h"
 #include "util/crc.h"
 #include "util/gzip.h"
@@ -82,9 +90,43 @@ int runDemo(const ParsedArgs&, Context& context)
                          " bytes");
 
     out << "\nTrace file model\n";
+    // A short trace made here: a fiber with a splice, saved and loaded again.
+    TSorData trace;
+    trace.GenParams->CID = "DEMO-1";
+    trace.GenParams->NW = 1550;
+    trace.FxdParams->SetTPW(1);
+    trace.FxdParams->PWU[0] = 100;
+    trace.FxdParams->DS[0] = 50000;
+    trace.FxdParams->NPPW[0] = 1000;
+    trace.FxdParams->GI = 146820;
+    auto& points = trace.DataPts->GetSubBlock()->Points;
+    for (int n = 0; n < 1000; ++n)
+        points.push_back(static_cast<std::uint16_t>(3000 + n / 10 + (n >= 600 ? 250 : 0)));
+    trace.DataPts->RebuildWholeCache();
+    auto* splice = new TSorBlockKeyEvents1E();
+    splice->EPT = 600 * 5;
+    splice->EL = 250;
+    trace.KeyEvents->Events.AddData(splice);
+    trace.KeyEvents->TNKE = 1;
+    TSorFile saved("", "m");
+    trace.Write(&saved);
+    TSorData loaded;
+    TSorFile reading(saved.GetData(), saved.GetDataSize());
+    loaded.Read(&reading);
+    std::string blocks;
+    for (int i = 0; i < loaded.Map->Entries.count; ++i)
+        blocks += std::string(i ? ", " : "") + loaded.Map->Entries.data[i]->ID.data;
+    row(out, "saved and loaded", std::to_string(saved.GetDataSize()) + " bytes, status " +
+                                     std::to_string(reading.Status) + ": " + blocks);
+    row(out, "points", std::to_string(loaded.DataPts->GetPointsNum()) + ", level at point 700 " +
+                           std::to_string(loaded.NumToLevel(700)).substr(0, 6) + " dB");
+    const TSorChecksumCheck stored = CheckStoredChecksum(saved.GetData(), saved.GetDataSize());
+    row(out, "checksum", DescribeChecksumConvention(stored.convention));
     row(out, "block errors", std::string("\"") + TSorException::Text(TSorException::NullPointer) + "\", \"" +
                                  TSorException::Text(TSorException::BadData) + "\", \"" +
                                  TSorException::Text(TSorException::IndexOutOfBounds) + "\"");
+    out << "\nStill to come: trace mathematics, automatic analysis, the link map, the simulator,\n"
+           "results, cloud, instrument access and the application shell.\n";
     return ExitDone;
 }
 

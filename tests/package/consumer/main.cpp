@@ -1,5 +1,8 @@
 // A program outside the project that uses the installed library.
+#include <fibertest/sor/sor-block-general-parameters.h>
+#include <fibertest/sor/sor-data.h>
 #include <fibertest/sor/sor-exception.h>
+#include <fibertest/sor/sor-file.h>
 #include <fibertest/util/crc.h>
 #include <fibertest/util/md5.h>
 
@@ -17,6 +20,16 @@ int main()
         if (std::strcmp(e.what(), "Bad data exception") != 0)
             return 1;
     }
+    // A trace through the document, in memory.
+    TSorData trace;
+    trace.GenParams->CID = "consumer";
+    TSorFile out("", "m");
+    trace.Write(&out);
+    TSorData back;
+    TSorFile in(out.GetData(), out.GetDataSize());
+    back.Read(&in);
+    if (in.Status != 0 || std::strcmp(back.GenParams->CID.data, "consumer") != 0)
+        return 1;
     std::printf("crc %04x md5 %02x%02x\n", crc, static_cast<unsigned char>(digest[0]),
                 static_cast<unsigned char>(digest[1]));
     return 0;
