@@ -4,26 +4,13 @@
 
 #include <string>
 
+#include "sor-test-helpers.h"
 #include "sor/sor-file.h"
 
+using sortest::readBack;
+using sortest::written;
+
 namespace {
-
-std::string writtenAt(TSorBlockAUXEvents block, std::uint16_t revision)
-{
-    block.RevisionNo = revision;
-    TSorFile file("", "m");
-    block.Write(&file);
-    return std::string(file.GetData(), file.GetDataSize());
-}
-
-int readAt(TSorBlockAUXEvents& block, const std::string& bytes, std::uint16_t revision)
-{
-    TSorFile file("", "m");
-    file.SetData(bytes.data(), bytes.size());
-    file.Seek(0);
-    block.ReadRN(&file, revision);
-    return file.Status;
-}
 
 TSorBlockAUXEvents twoEvents()
 {
@@ -49,7 +36,8 @@ TSorBlockAUXEvents twoEvents()
 
 TEST(AuxEventsFileTest, RecordLayoutAndRenumbering)
 {
-    const std::string bytes = writtenAt(twoEvents(), 201);
+    TSorBlockAUXEvents block = twoEvents();
+    const std::string bytes = written(block, 201);
     // Name, TNE, then each event: EN EL EC(6) LMT(2) ML0..2 "splice" dCT dLT.
     const std::size_t eventBytes = 2 + 2 + 6 + 2 + 12 + 7 + 4;
     ASSERT_EQ(bytes.size(), 10 + 2 + 2 * eventBytes);
@@ -60,28 +48,28 @@ TEST(AuxEventsFileTest, RecordLayoutAndRenumbering)
     EXPECT_EQ(bytes.substr(12 + eventBytes + 4, 6), std::string("ABC\0\0\0", 6));  // NUL-padded
 
     TSorBlockAUXEvents back;
-    EXPECT_EQ(readAt(back, bytes, 201), fsOk);
+    EXPECT_EQ(readBack(back, bytes, 201), fsOk);
     ASSERT_EQ(back.TNE, 2);
     EXPECT_EQ(back.Events[1].EN, 2);
     EXPECT_EQ(back.Events[1].EC, "ABC");
     EXPECT_EQ(back.Events[1].ML0, -4);
     EXPECT_EQ(back.Events[0].CMT, "splice");
     EXPECT_EQ(back.GetdCT(1), 1.5);
-    EXPECT_EQ(writtenAt(back, 201), bytes);
+    EXPECT_EQ(written(back, 201), bytes);
 }
 
 TEST(AuxEventsFileTest, RevisionTwoHundredHasNoDeviations)
 {
-    const TSorBlockAUXEvents block = twoEvents();
-    const std::string bytes = writtenAt(block, 200);
-    EXPECT_EQ(bytes.size(), writtenAt(block, 201).size() - 2 * 4);
+    TSorBlockAUXEvents block = twoEvents();
+    const std::string bytes = written(block, 200);
+    EXPECT_EQ(bytes.size(), written(block, 201).size() - 2 * 4);
     TSorBlockAUXEvents back;
-    EXPECT_EQ(readAt(back, bytes, 200), fsOk);
+    EXPECT_EQ(readBack(back, bytes, 200), fsOk);
     EXPECT_EQ(back.Events[1].ML2, 3000);
     EXPECT_EQ(back.GetdCT(0), 0.0);
     EXPECT_EQ(back.GetdLT(1), 0.0);
     // The first edition has no name in front.
-    EXPECT_EQ(writtenAt(block, 100), bytes.substr(10));
+    EXPECT_EQ(written(block, 100), bytes.substr(10));
 }
 
 TEST(AuxEventsFileTest, HostileAndTruncatedInput)
@@ -90,18 +78,19 @@ TEST(AuxEventsFileTest, HostileAndTruncatedInput)
     std::string bytes("AUXEvents\0\xFF\x7F", 12);
     bytes += std::string(40, '\x01');
     TSorBlockAUXEvents block;
-    EXPECT_EQ(readAt(block, bytes, 201), fsEndOfFile);
+    EXPECT_EQ(readBack(block, bytes, 201), fsEndOfFile);
     EXPECT_EQ(block.TNE, 0);
     EXPECT_EQ(block.Events.capacity(), 0u);
 
     // A negative count reads nothing.
-    EXPECT_EQ(readAt(block, std::string("AUXEvents\0\xFE\xFF", 12), 201), fsOk);
+    EXPECT_EQ(readBack(block, std::string("AUXEvents\0\xFE\xFF", 12), 201), fsOk);
     EXPECT_EQ(block.TNE, 0);
 
-    const std::string whole = writtenAt(twoEvents(), 201);
+    TSorBlockAUXEvents source = twoEvents();
+    const std::string whole = written(source, 201);
     for (std::size_t n = 0; n < whole.size(); ++n) {
         TSorBlockAUXEvents back;
-        const int status = readAt(back, whole.substr(0, n), 201);
+        const int status = readBack(back, whole.substr(0, n), 201);
         EXPECT_TRUE(status == fsOk || status == fsEndOfFile) << n;
         EXPECT_EQ(static_cast<std::size_t>(back.TNE), back.Events.size()) << n;
     }

@@ -3,54 +3,29 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "sor-test-helpers.h"
 #include "sor/sor-block-data-points.h"
 #include "sor/sor-file.h"
 #include "sor/sor-log-scale.h"
+
+using sortest::Bytes;
+using sortest::readBack;
+using sortest::written;
 
 namespace {
 
 using Aux = TSorBlockAUXParameters;
 
-std::string writtenAt(Aux block, std::uint16_t revision)
+// Overwrites the bytes at `at` with `with`.
+void patch(std::string& bytes, std::size_t at, const Bytes& with)
 {
-    block.RevisionNo = revision;
-    TSorFile file("", "m");
-    block.Write(&file);
-    return std::string(file.GetData(), file.GetDataSize());
-}
-
-int readAt(Aux& block, const std::string& bytes, std::uint16_t revision)
-{
-    TSorFile file("", "m");
-    file.SetData(bytes.data(), bytes.size());
-    file.Seek(0);
-    block.ReadRN(&file, revision);
-    return file.Status;
-}
-
-void patch16(std::string& bytes, std::size_t at, std::uint16_t v)
-{
-    bytes[at] = static_cast<char>(v & 0xFF);
-    bytes[at + 1] = static_cast<char>(v >> 8);
-}
-
-void patch32(std::string& bytes, std::size_t at, std::uint32_t v)
-{
-    patch16(bytes, at, static_cast<std::uint16_t>(v & 0xFFFF));
-    patch16(bytes, at + 2, static_cast<std::uint16_t>(v >> 16));
-}
-
-std::uint16_t get16(const std::string& bytes, std::size_t at)
-{
-    return static_cast<std::uint16_t>(static_cast<unsigned char>(bytes[at]) |
-                                      (static_cast<unsigned char>(bytes[at + 1]) << 8));
+    bytes.replace(at, with.s.size(), with.s);
 }
 
 // Every field away from its default, each value distinct.
@@ -179,9 +154,9 @@ const std::map<unsigned, unsigned> addedBytes = {
     {210, 2}, {211, 2}, {212, 36}, {213, 4}, {214, 4}, {215, 16}, {216, 2}, {217, 8},
     {218, 14}, {219, 28}, {220, 4}, {221, 2}, {224, 8}, {225, 6}, {226, 2}, {227, 12}, {228, 2}};
 
-std::size_t sizeAt(const Aux& block, std::uint16_t revision)
+std::size_t sizeAt(Aux& block, std::uint16_t revision)
 {
-    return writtenAt(block, revision).size();
+    return written(block, revision).size();
 }
 
 } // namespace
@@ -190,7 +165,7 @@ std::size_t sizeAt(const Aux& block, std::uint16_t revision)
 
 TEST(AuxParamRevisionTest, EachRevisionAddsItsBytes)
 {
-    const Aux block;
+    Aux block;
     // ID 10, Flags, TGI, TMM, the short first mode record 12, MAX, ZERO, TMC,
     // NT, CT, BT, TNL, SNL, NASF, NLSF, COMM " " and NUL.
     std::size_t expected = 50;
@@ -205,51 +180,44 @@ TEST(AuxParamRevisionTest, EachRevisionAddsItsBytes)
 
 TEST(AuxParamRevisionTest, FieldsOfLaterRevisionsKeepTheirDefaults)
 {
-    const Aux written = distinct();
+    Aux source = distinct();
     const Aux defaults;
     for (unsigned r = 200; r <= 228; ++r) {
         Aux back;
-        ASSERT_EQ(readAt(back, writtenAt(written, static_cast<std::uint16_t>(r)), static_cast<std::uint16_t>(r)),
+        ASSERT_EQ(readBack(back, written(source, static_cast<std::uint16_t>(r)), static_cast<std::uint16_t>(r)),
                   fsOk)
             << r;
         for (const FieldCase& field : fieldCases()) {
             if (r >= field.from) {
-                EXPECT_EQ(field.get(back), field.get(written)) << field.name << " at revision " << r;
+                EXPECT_EQ(field.get(back), field.get(source)) << field.name << " at revision " << r;
             } else {
                 EXPECT_EQ(field.get(back), field.get(defaults)) << field.name << " at revision " << r;
             }
         }
         EXPECT_EQ(back.LDTS, r >= 213 ? 123456 : -1) << r;
         EXPECT_EQ(back.TNWL, 0) << r;
-        EXPECT_EQ(writtenAt(back, static_cast<std::uint16_t>(r)), writtenAt(written, static_cast<std::uint16_t>(r)))
+        EXPECT_EQ(written(back, static_cast<std::uint16_t>(r)), written(source, static_cast<std::uint16_t>(r)))
             << "revision " << r << " does not round-trip";
     }
 }
 
-TEST(AuxParamRevisionTest, Revision210HasTypLfXolButNoPwm)
+TEST(AuxParamRevisionTest, Revision210EndsWithXolAfterLf)
 {
-    Aux written = distinct();
-    const std::string bytes = writtenAt(written, 210);
-    Aux back;
-    EXPECT_EQ(readAt(back, bytes, 210), fsOk);
-    EXPECT_EQ(back.TYP, "TC");
-    EXPECT_EQ(back.LF, 61);
-    EXPECT_EQ(back.Xol, 62);
-    EXPECT_EQ(back.PWM, -1);
-    EXPECT_EQ(back.LDTS, -1);
-    // Xol is the last field: two bytes after LF's.
-    EXPECT_EQ(get16(bytes, bytes.size() - 2), 62);
+    // Which fields each revision reads is checked above; this is their order.
+    Aux source = distinct();
+    const std::string bytes = written(source, 210);
+    EXPECT_EQ(bytes.substr(bytes.size() - 4), Bytes().i16(61).i16(62).s);
 }
 
 TEST(AuxParamRevisionTest, FirstEditionFirstModeRecordIsShort)
 {
-    const Aux written = distinct();
-    const std::string bytes = writtenAt(written, 100);
+    Aux source = distinct();
+    const std::string bytes = written(source, 100);
     // No name; below 201 the first of the two mode records lacks NPMM and AVMM.
-    EXPECT_EQ(bytes.size(), writtenAt(written, 200).size() - 10);
-    EXPECT_EQ(bytes.size(), writtenAt(written, 201).size() - 10 - 6 - 8);
+    EXPECT_EQ(bytes.size(), written(source, 200).size() - 10);
+    EXPECT_EQ(bytes.size(), written(source, 201).size() - 10 - 6 - 8);
     Aux back;
-    EXPECT_EQ(readAt(back, bytes, 100), fsOk);
+    EXPECT_EQ(readBack(back, bytes, 100), fsOk);
     ASSERT_EQ(back.MM.size(), 2u);
     EXPECT_EQ(back.MM[0].NPMM, 0);
     EXPECT_EQ(back.MM[0].AVMM, 0);
@@ -263,111 +231,106 @@ TEST(AuxParamRevisionTest, FirstEditionFirstModeRecordIsShort)
 
 TEST(AuxParamRecordTest, LongerSelfSizedRecordsAreSkippedAndWrittenKnown)
 {
-    const Aux written = distinct();
-    const std::string original = writtenAt(written, 228);
+    Aux source = distinct();
+    const std::string original = written(source, 228);
     std::string bytes = original;
     // Each record starts where the block of the revision before it ends;
     // patch the later ones first so that the earlier offsets hold.
-    const std::size_t pon2 = sizeAt(written, 223);
-    patch32(bytes, pon2, 12);
+    const std::size_t pon2 = sizeAt(source, 223);
+    patch(bytes, pon2, Bytes().i32(12));
     bytes.insert(pon2 + 8, "PPPP");
-    const std::size_t span = sizeAt(written, 218) + 4;
-    patch32(bytes, span, 16);
+    const std::size_t span = sizeAt(source, 218) + 4;
+    patch(bytes, span, Bytes().i32(16));
     bytes.insert(span + 12, "SSSS");
-    const std::size_t service = sizeAt(written, 211);
-    patch32(bytes, service + 12, 40);
+    const std::size_t service = sizeAt(source, 211);
+    patch(bytes, service + 12, Bytes().i32(40));
     bytes.insert(service + 36, "IIII");
 
     Aux back;
-    EXPECT_EQ(readAt(back, bytes, 228), fsOk);
+    EXPECT_EQ(readBack(back, bytes, 228), fsOk);
     EXPECT_EQ(back.ServiceInfo.length, 36u);
     EXPECT_EQ(back.SpanBegin.length, 12u);
     EXPECT_EQ(back.Pon.length2, 8u);
     EXPECT_EQ(back.ZeroCorrectApplied, 97);
-    EXPECT_EQ(writtenAt(back, 228), original);
+    EXPECT_EQ(written(back, 228), original);
 }
 
 TEST(AuxParamRecordTest, RecordLengthBeyondTheDataIsAShortRead)
 {
-    std::string bytes = writtenAt(distinct(), 228);
-    patch32(bytes, sizeAt(distinct(), 211) + 12, 0xFFFFFFFFu);
+    Aux source = distinct();
+    std::string bytes = written(source, 228);
+    patch(bytes, sizeAt(source, 211) + 12, Bytes().i32(0xFFFFFFFF));
     Aux back;
-    EXPECT_EQ(readAt(back, bytes, 228), fsEndOfFile);
+    EXPECT_EQ(readBack(back, bytes, 228), fsEndOfFile);
     EXPECT_EQ(back.ServiceInfo.batteryVoltage, 3700u);
 }
 
 TEST(AuxParamRecordTest, AssociatedPathsAreSkippedNarrowThenWide)
 {
-    const Aux written = distinct();
-    const std::size_t at = sizeAt(written, 204);  // TNWL
+    Aux source = distinct();
+    const std::size_t at = sizeAt(source, 204);  // TNWL
     const std::string narrowPaths("a.sor\0dir/b.sor\0", 16);
     // "ab" and U+0100: a zero byte inside a unit does not end the text.
     const std::string widePaths("a\0b\0\0\0\0\x01\0\0", 10);
     for (const auto& [revision, paths] : {std::pair<std::uint16_t, std::string>{206, narrowPaths},
                                           std::pair<std::uint16_t, std::string>{207, widePaths}}) {
-        const std::string original = writtenAt(written, revision);
+        const std::string original = written(source, revision);
         std::string bytes = original;
-        patch16(bytes, at, 2);
+        patch(bytes, at, Bytes().i16(2));
         bytes.insert(at + 2, paths);
         Aux back;
-        EXPECT_EQ(readAt(back, bytes, revision), fsOk) << revision;
+        EXPECT_EQ(readBack(back, bytes, revision), fsOk) << revision;
         EXPECT_EQ(back.FLevel10, 55) << revision;
         EXPECT_EQ(back.TNWL, 0) << revision;
-        EXPECT_EQ(writtenAt(back, revision), original) << revision;
+        EXPECT_EQ(written(back, revision), original) << revision;
     }
 }
 
 TEST(AuxParamRecordTest, OtherWalkKeepsThePaths)
 {
-    const Aux written = distinct();
-    const std::size_t at = sizeAt(written, 204);
-    std::string bytes = writtenAt(written, 206);
-    patch16(bytes, at, 2);
-    bytes.insert(at + 2, std::string("a.sor\0dir/b.sor\0", 16));
-    TSorFile file("", "m");
-    file.SetData(bytes.data(), bytes.size());
-    file.Seek(at);
-    Aux block;
-    block.RevisionNo = 206;
-    block.ReadAssociatedFilesPathsIfRequired(&file);
-    EXPECT_EQ(block.TNWL, 2);
-    ASSERT_EQ(block.NWL.size(), 2u);
-    EXPECT_EQ(block.NWL[1], "dir/b.sor");
-    std::int16_t level = 0;
-    file.Read(level);
-    EXPECT_EQ(level, 55);
-
-    // From 207 the wide texts are skipped, the count kept.
-    bytes = writtenAt(written, 207);
-    patch16(bytes, at, 2);
-    bytes.insert(at + 2, std::string("\x2D\x4E\0\0\x2D\x4E\0\0", 8));
-    file.SetData(bytes.data(), bytes.size());
-    file.Seek(at);
-    block.RevisionNo = 207;
-    block.ReadAssociatedFilesPathsIfRequired(&file);
-    EXPECT_EQ(block.TNWL, 2);
-    file.Read(level);
-    EXPECT_EQ(level, 55);
+    Aux source = distinct();
+    const std::size_t at = sizeAt(source, 204);
+    // Below 207 the narrow texts are kept; from 207 the wide ones are skipped,
+    // the count kept.
+    for (const auto& [revision, paths] :
+         {std::pair<std::uint16_t, std::string>{206, std::string("a.sor\0dir/b.sor\0", 16)},
+          std::pair<std::uint16_t, std::string>{207, std::string("\x2D\x4E\0\0\x2D\x4E\0\0", 8)}}) {
+        std::string bytes = written(source, revision);
+        patch(bytes, at, Bytes().i16(2));
+        bytes.insert(at + 2, paths);
+        TSorFile file("", "m");
+        file.SetData(bytes.data(), bytes.size());
+        file.Seek(at);
+        Aux block;
+        block.RevisionNo = revision;
+        block.ReadAssociatedFilesPathsIfRequired(&file);
+        EXPECT_EQ(block.TNWL, 2) << revision;
+        ASSERT_EQ(block.NWL.size(), 2u) << revision;
+        EXPECT_EQ(block.NWL[1], revision == 206 ? "dir/b.sor" : "") << revision;
+        std::int16_t level = 0;
+        file.Read(level);
+        EXPECT_EQ(level, 55) << revision;
+    }
 }
 
 TEST(AuxParamRecordTest, ValuesOutsideTheirRangeAreReplaced)
 {
-    Aux written = distinct();
-    written.FLevel10 = 150;
-    written.Direction = 7;
-    written.PonType = 3;
-    written.Scale = 0;
+    Aux source = distinct();
+    source.FLevel10 = 150;
+    source.Direction = 7;
+    source.PonType = 3;
+    source.Scale = 0;
     Aux back;
-    EXPECT_EQ(readAt(back, writtenAt(written, 228), 228), fsOk);
+    EXPECT_EQ(readBack(back, written(source, 228), 228), fsOk);
     EXPECT_EQ(back.FLevel10, 10);
     EXPECT_EQ(back.Direction, 0u);
     EXPECT_EQ(back.PonType, 0u);
     EXPECT_EQ(back.Scale, 1000);  // a stored 0 leaves the default
 
-    written.FLevel10 = 100;
-    written.Direction = 1;
-    written.PonType = 2;
-    EXPECT_EQ(readAt(back, writtenAt(written, 228), 228), fsOk);
+    source.FLevel10 = 100;
+    source.Direction = 1;
+    source.PonType = 2;
+    EXPECT_EQ(readBack(back, written(source, 228), 228), fsOk);
     EXPECT_EQ(back.FLevel10, 100);
     EXPECT_EQ(back.Direction, 1u);
     EXPECT_EQ(back.PonType, 2u);
@@ -375,31 +338,31 @@ TEST(AuxParamRecordTest, ValuesOutsideTheirRangeAreReplaced)
 
 TEST(AuxParamRecordTest, PonFormsFollowEachOther)
 {
-    Aux written = distinct();
-    written.PonType = 2;
-    written.FirstSplitterRatio = 4;
-    written.SecondSplitterRatio = 8;
+    Aux source = distinct();
+    source.PonType = 2;
+    source.FirstSplitterRatio = 4;
+    source.SecondSplitterRatio = 8;
     Aux back;
-    readAt(back, writtenAt(written, 227), 227);
+    readBack(back, written(source, 227), 227);
     EXPECT_EQ(back.Pon.enabled, 1u);
     EXPECT_EQ(back.Pon.stages, 2u);
     EXPECT_EQ(back.Pon.splitterType, 8u);
-    written.FirstSplitterRatio = 1;
-    readAt(back, writtenAt(written, 227), 227);
+    source.FirstSplitterRatio = 1;
+    readBack(back, written(source, 227), 227);
     EXPECT_EQ(back.Pon.stages, 1u);
 
     // The older form: part two's stages decides the second ratio.
-    written.Pon.enabled = 1;
-    written.Pon.splitterType = 16;
-    written.Pon.stages = 2;
-    readAt(back, writtenAt(written, 224), 224);
+    source.Pon.enabled = 1;
+    source.Pon.splitterType = 16;
+    source.Pon.stages = 2;
+    readBack(back, written(source, 224), 224);
     EXPECT_EQ(back.PonType, 1u);
     EXPECT_EQ(back.FirstSplitterRatio, 16u);
     EXPECT_EQ(back.SecondSplitterRatio, 16u);
-    readAt(back, writtenAt(written, 217), 217);  // no part two: one stage
+    readBack(back, written(source, 217), 217);  // no part two: one stage
     EXPECT_EQ(back.FirstSplitterRatio, 16u);
     EXPECT_EQ(back.SecondSplitterRatio, 1u);
-    readAt(back, writtenAt(written, 216), 216);  // no PON at all
+    readBack(back, written(source, 216), 216);  // no PON at all
     EXPECT_EQ(back.PonType, 0u);
     EXPECT_EQ(back.FirstSplitterRatio, 1u);
 }
@@ -408,8 +371,8 @@ TEST(AuxParamRecordTest, PonFormsFollowEachOther)
 
 TEST(AuxParamHostileTest, CountsBeyondTheDataDoNotAllocate)
 {
-    const Aux block;
-    const std::string bytes = writtenAt(block, 228);
+    Aux block;
+    const std::string bytes = written(block, 228);
     const std::size_t tgi = 10 + 2 + 6 + 2;
     const std::size_t tmm = tgi + 2;
     const std::size_t tmc = tmm + 2 + 20 + 4;
@@ -417,9 +380,9 @@ TEST(AuxParamHostileTest, CountsBeyondTheDataDoNotAllocate)
     for (const auto& [at, count] : {std::pair<std::size_t, std::uint16_t>{tgi, 32767}, {tmm, 65535},
                                     {tmc, 32767}, {tnl, 65535}}) {
         std::string hostile = bytes.substr(0, at + 2 + 8);  // the count and a few bytes
-        patch16(hostile, at, count);
+        patch(hostile, at, Bytes().i16(count));
         Aux back;
-        EXPECT_EQ(readAt(back, hostile, 228), fsEndOfFile) << at;
+        EXPECT_EQ(readBack(back, hostile, 228), fsEndOfFile) << at;
         EXPECT_EQ(back.GI.capacity() + back.MC.capacity() + back.NL.capacity(), 0u) << at;
         EXPECT_LE(back.MM.capacity(), 1u) << at;
     }
@@ -427,35 +390,35 @@ TEST(AuxParamHostileTest, CountsBeyondTheDataDoNotAllocate)
 
 TEST(AuxParamHostileTest, NegativeCountsReadNothing)
 {
-    const Aux block;
-    const std::string original = writtenAt(block, 228);
+    Aux block;
+    const std::string original = written(block, 228);
     std::string bytes = original;
     const std::size_t tgi = 10 + 2 + 6 + 2;
-    patch16(bytes, tgi, static_cast<std::uint16_t>(-5));
-    patch16(bytes, tgi + 2 + 2 + 20 + 4, static_cast<std::uint16_t>(-1));  // TMC
-    patch16(bytes, sizeAt(block, 202) + 2, static_cast<std::uint16_t>(-300));  // TVL
+    patch(bytes, tgi, Bytes().i16(-5));
+    patch(bytes, tgi + 2 + 2 + 20 + 4, Bytes().i16(-1));  // TMC
+    patch(bytes, sizeAt(block, 202) + 2, Bytes().i16(-300));  // TVL
     Aux back;
-    EXPECT_EQ(readAt(back, bytes, 228), fsOk);
+    EXPECT_EQ(readBack(back, bytes, 228), fsOk);
     EXPECT_TRUE(back.GI.empty());
     EXPECT_TRUE(back.MC.empty());
     EXPECT_TRUE(back.VL.empty());
-    EXPECT_EQ(writtenAt(back, 228), original);
+    EXPECT_EQ(written(back, 228), original);
 }
 
 TEST(AuxParamHostileTest, TruncatedAnywhereReadsWithoutCrash)
 {
-    Aux written = distinct();
-    written.Pon.stages = 2;
+    Aux source = distinct();
+    source.Pon.stages = 2;
     for (std::uint16_t revision : {206, 207, 228}) {
-        std::string whole = writtenAt(written, revision);
+        std::string whole = written(source, revision);
         if (revision < 228) {  // paths without their end
-            const std::size_t at = sizeAt(written, 204);
-            patch16(whole, at, 3);
+            const std::size_t at = sizeAt(source, 204);
+            patch(whole, at, Bytes().i16(3));
             whole.insert(at + 2, revision == 206 ? std::string("abc", 3) : std::string("a\0b\0", 4));
         }
         for (std::size_t n = 0; n < whole.size(); ++n) {
             Aux back;
-            const int status = readAt(back, whole.substr(0, n), revision);
+            const int status = readBack(back, whole.substr(0, n), revision);
             EXPECT_TRUE(status == fsOk || status == fsEndOfFile) << revision << " cut at " << n;
         }
     }
@@ -559,7 +522,7 @@ TEST(AuxParamScalarTest, ArraysAreSizedZeroedAndWrittenInStep)
     // Records added behind the counts' back still go out with their count.
     b.GI.push_back({7, 8});
     Aux back;
-    readAt(back, writtenAt(b, 228), 228);
+    readBack(back, written(b, 228), 228);
     EXPECT_EQ(back.TGI, 4);
     EXPECT_EQ(back.GI[3].NPGI, 8);
 }
@@ -572,7 +535,7 @@ TEST(AuxParamScalarTest, StoredHashIsEmptyWhenZero)
     b.SetHash(hash);
     EXPECT_EQ(b.GetHash(), hash);
     Aux back;
-    readAt(back, writtenAt(b, 215), 215);
+    readBack(back, written(b, 215), 215);
     EXPECT_EQ(back.GetHash(), hash);
     b.SetHash({});
     EXPECT_TRUE(b.GetHash().empty());

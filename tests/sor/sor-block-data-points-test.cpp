@@ -2,17 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "sor-test-helpers.h"
 #include "sor/sor-block-map.h"
 #include "sor/sor-exception.h"
 #include "sor/sor-file.h"
 #include "support/files.h"
 #include "util/md5.h"
+
+using sortest::Bytes;
+using sortest::readBack;
+using sortest::written;
 
 namespace {
 
@@ -23,48 +25,15 @@ void fill(TSorBlockDataPoints& block, const std::vector<std::uint16_t>& raw, std
     block.RebuildWholeCache();
 }
 
-std::string written(TSorBlock& block)
-{
-    TSorFile file("", "m");
-    block.Write(&file);
-    return std::string(file.GetData(), file.GetDataSize());
-}
-
-// Reads `block` from `bytes` at `revision`; answers the file's status.
-int readBack(TSorBlock& block, const std::string& bytes, std::uint16_t revision = 209)
-{
-    TSorFile file("", "m");
-    file.SetData(bytes.data(), bytes.size());
-    file.Seek(0);
-    block.ReadRN(&file, revision);
-    return file.Status;
-}
-
-void put16(std::string& out, std::uint16_t v)
-{
-    out.push_back(static_cast<char>(v & 0xFF));
-    out.push_back(static_cast<char>(v >> 8));
-}
-
-void put32(std::string& out, std::uint32_t v)
-{
-    put16(out, static_cast<std::uint16_t>(v & 0xFFFF));
-    put16(out, static_cast<std::uint16_t>(v >> 16));
-}
-
-// A "DataPts" block by hand: name, TNDP, TSF, then one sub-block per entry
-// of `subBlocks` with TPS taken from `tps` (which may lie about the points).
+// A "DataPts" block by hand: name, TNDP, TSF, then one sub-block of TPS
+// `tps` (which may lie about the points) and scale factor `sf`.
 std::string dataPtsBytes(std::int16_t tsf, std::int32_t tps, const std::vector<std::uint16_t>& points,
                          std::int16_t sf = 1000)
 {
-    std::string out("DataPts", 8);
-    put32(out, static_cast<std::uint32_t>(tps));
-    put16(out, static_cast<std::uint16_t>(tsf));
-    put32(out, static_cast<std::uint32_t>(tps));
-    put16(out, static_cast<std::uint16_t>(sf));
-    for (std::uint16_t p : points)
-        put16(out, p);
-    return out;
+    Bytes out = Bytes().text("DataPts").i32(tps).i16(tsf).i32(tps).i16(sf);
+    for (const std::uint16_t p : points)
+        out.i16(p);
+    return out.s;
 }
 
 std::vector<unsigned char> md5(const std::vector<unsigned char>& bytes)
@@ -181,35 +150,31 @@ TEST(DataPointsFileTest, WritesOneSubBlockAndReadsItBack)
     EXPECT_EQ(bytes, dataPtsBytes(1, 3, {1, 0x0203, 0xFFFF}, 1470));
 
     TSorBlockDataPoints back;
-    EXPECT_EQ(readBack(back, bytes), fsOk);
+    EXPECT_EQ(readBack(back, bytes, 209), fsOk);
     EXPECT_EQ(back.GetSubBlock()->Points, block.GetSubBlock()->Points);
     EXPECT_EQ(back.GetPointsSubBlockScaleFactor(0), 1470);
     EXPECT_EQ(back.Levels, block.Levels);
 
     // First edition: no name in front.
-    back.RevisionNo = 100;
-    EXPECT_EQ(written(back), bytes.substr(8));
+    EXPECT_EQ(written(back, 100), bytes.substr(8));
 }
 
 TEST(DataPointsFileTest, SubBlockCountsAtTheEdges)
 {
     // TSF 0 still reads one sub-block.
     TSorBlockDataPoints block;
-    EXPECT_EQ(readBack(block, dataPtsBytes(0, 2, {7, 8})), fsOk);
+    EXPECT_EQ(readBack(block, dataPtsBytes(0, 2, {7, 8}), 209), fsOk);
     EXPECT_EQ(block.GetSubBlocksNum(), 1);
     EXPECT_EQ(block.GetPointsNum(), 2);
 
     // A negative TPS reads no points.
-    EXPECT_EQ(readBack(block, dataPtsBytes(1, -5, {7, 8})), fsOk);
+    EXPECT_EQ(readBack(block, dataPtsBytes(1, -5, {7, 8}), 209), fsOk);
     EXPECT_EQ(block.GetPointsNum(), 0);
     EXPECT_TRUE(block.Levels.empty());
 
     // More than one sub-block is not supported: bad data, first one kept.
-    std::string two = dataPtsBytes(2, 2, {7, 8});
-    put32(two, 1);
-    put16(two, 1000);
-    put16(two, 9);
-    EXPECT_THROW(readBack(block, two), TSorException);
+    const std::string two = dataPtsBytes(2, 2, {7, 8}) + Bytes().i32(1).i16(1000).i16(9).s;
+    EXPECT_THROW(readBack(block, two, 209), TSorException);
     EXPECT_EQ(block.GetSubBlocksNum(), 1);
     EXPECT_EQ(block.GetPointsNum(), 2);
     EXPECT_EQ(block.Levels.size(), 2u);
@@ -219,17 +184,13 @@ TEST(DataPointsFileTest, PointCountLimit)
 {
     std::vector<std::uint16_t> many(1000000, 3);
     TSorBlockDataPoints block;
-    EXPECT_EQ(readBack(block, dataPtsBytes(1, 1000000, many)), fsOk);
+    EXPECT_EQ(readBack(block, dataPtsBytes(1, 1000000, many), 209), fsOk);
     EXPECT_EQ(block.GetPointsNum(), 1000000);
     EXPECT_FLOAT_EQ(block.numTofLevel(999999), -0.003f);
 
     many.push_back(3);
-    try {
-        readBack(block, dataPtsBytes(1, 1000001, many));
-        FAIL() << "TPS above the limit was accepted";
-    } catch (const TSorException& e) {
-        EXPECT_EQ(e.GetKind(), TSorException::BadData);
-    }
+    EXPECT_TRUE(sortest::throwsSor(TSorException::BadData, [&] { readBack(block, dataPtsBytes(1, 1000001, many), 209); }))
+        << "TPS above the limit was accepted";
 }
 
 TEST(DataPointsFileTest, HostileCountDoesNotAllocate)
@@ -237,12 +198,12 @@ TEST(DataPointsFileTest, HostileCountDoesNotAllocate)
     // TPS of a million in a block of 20 bytes: a short read, no 2 MB buffer.
     TSorBlockDataPoints block;
     const std::string bytes = dataPtsBytes(1, 1000000, {1, 2});
-    EXPECT_EQ(readBack(block, bytes), fsEndOfFile);
+    EXPECT_EQ(readBack(block, bytes, 209), fsEndOfFile);
     EXPECT_EQ(block.GetPointsNum(), 0);
     EXPECT_EQ(block.GetSubBlock()->Points.capacity(), 0u);
 
     // So does a sub-block count beyond the data.
-    EXPECT_EQ(readBack(block, dataPtsBytes(30000, 0, {})), fsEndOfFile);
+    EXPECT_EQ(readBack(block, dataPtsBytes(30000, 0, {}), 209), fsEndOfFile);
     EXPECT_EQ(block.GetSubBlocksNum(), 1);
 }
 
@@ -251,7 +212,7 @@ TEST(DataPointsFileTest, TruncatedAnywhereReadsWithoutCrash)
     const std::string whole = dataPtsBytes(1, 5, {1, 2, 3, 4, 5});
     for (std::size_t n = 0; n < whole.size(); ++n) {
         TSorBlockDataPoints block;
-        const int status = readBack(block, whole.substr(0, n));
+        const int status = readBack(block, whole.substr(0, n), 209);
         EXPECT_EQ(block.GetSubBlocksNum(), 1) << n;
         EXPECT_EQ(block.Levels.size(), block.GetSubBlock()->Points.size()) << n;
         if (n >= 8 + 12) {  // name and counts complete: the short point read shows
@@ -299,13 +260,7 @@ TEST(DataPointsFileTest, DampListsPointsTenToALine)
     for (std::uint16_t i = 0; i < 12; ++i)
         raw.push_back(i);
     fill(block, raw);
-    char* text = nullptr;
-    std::size_t size = 0;
-    FILE* out = open_memstream(&text, &size);
-    block.Damp(out);
-    std::fclose(out);
-    const std::string dump(text, size);
-    std::free(text);
+    const std::string dump = sortest::dampOf(block);
     EXPECT_NE(dump.find("TNDP = 12\nTSF  = 1\n// data block #0 \nTPS = 12\nSF  = 1000\n"), std::string::npos);
     EXPECT_NE(dump.find("0\t1\t2\t3\t4\t5\t6\t7\t8\t9\t\n10\t11\t\n"), std::string::npos);
 }

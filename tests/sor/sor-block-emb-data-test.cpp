@@ -1,8 +1,6 @@
 #include "sor/sor-block-emb-data.h"
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -10,45 +8,25 @@
 
 #include <gtest/gtest.h>
 
+#include "sor-test-helpers.h"
 #include "sor/sor-block-data-points.h"
 #include "sor/sor-data.h"
 #include "sor/sor-exception.h"
-#include "sor/sor-field-visitor.h"
 #include "sor/sor-file.h"
 
+using sortest::Bytes;
+using sortest::fieldLines;
+using sortest::readBack;
+using sortest::throwsSor;
+using sortest::written;
+
 namespace {
-
-std::string bytesOf(TSorBlock& block)
-{
-    TSorFile file("", "m");
-    block.Write(&file);
-    return std::string(file.GetData(), file.GetDataSize());
-}
-
-void readFrom(const std::string& bytes, TSorBlock& block, TSorFile& file)
-{
-    file.SetData(bytes.data(), bytes.size());
-    file.Seek(0);
-    block.Read(&file);
-}
-
-std::string le16(int value)
-{
-    const auto v = static_cast<std::uint16_t>(value);
-    return std::string{static_cast<char>(v & 0xFF), static_cast<char>(v >> 8)};
-}
-
-std::string le32(std::int32_t value)
-{
-    const auto v = static_cast<std::uint32_t>(value);
-    return le16(static_cast<int>(v & 0xFFFF)) + le16(static_cast<int>(v >> 16));
-}
 
 // The file form of an entry header.
 std::string header(const std::string& id, const std::string& comment, const std::string& description,
                    std::int32_t dataSize)
 {
-    return id + '\0' + comment + '\0' + description + '\0' + le32(dataSize);
+    return Bytes().text(id).text(comment).text(description).i32(dataSize).s;
 }
 
 TEmbData1E* rawEntry(const std::string& description, const std::string& data)
@@ -71,52 +49,6 @@ TSorBlockRFTSEvents someEvents()
     return events;
 }
 
-// Names of the fields a visitor is shown, in order.
-class NameRecorder : public TSorFieldVisitor
-{
-public:
-    std::string names;
-    void Int(const char* name, std::int64_t) override { add(name); }
-    void Real(const char* name, double) override { add(name); }
-    void Text(const char* name, const TString&) override { add(name); }
-    void Bytes(const char* name, const char*, std::size_t size) override
-    {
-        add(name);
-        names += "[" + std::to_string(size) + "]";
-    }
-    void BeginList(const char* name) override
-    {
-        add(name);
-        names += "(";
-    }
-    void EndList() override { names += ")"; }
-    void BeginRecord(const char* name) override
-    {
-        add(name);
-        names += "{";
-    }
-    void EndRecord() override { names += "}"; }
-
-private:
-    void add(const char* name)
-    {
-        if (name != nullptr)
-            names += std::string(" ") + name;
-    }
-};
-
-std::string dampOf(const TSorBlock& block)
-{
-    char* text = nullptr;
-    std::size_t size = 0;
-    FILE* out = open_memstream(&text, &size);
-    block.Damp(out);
-    std::fclose(out);
-    std::string result(text, size);
-    std::free(text);
-    return result;
-}
-
 void setPoints(TSorData& sor, const std::vector<std::uint16_t>& points)
 {
     sor.DataPts->GetSubBlock()->Points = points;
@@ -127,76 +59,54 @@ void setPoints(TSorData& sor, const std::vector<std::uint16_t>& points)
 
 TEST(EmbDataEntryTest, RawEntryOfFiveBytesRoundTrips)
 {
-    std::unique_ptr<TEmbData1E> entry(rawEntry("picture", std::string("\x01\x00\xFF\x7F\x80", 5)));
+    const std::string data("\x01\x00\xFF\x7F\x80", 5);
+    std::unique_ptr<TEmbData1E> entry(rawEntry("picture", data));
     EXPECT_EQ(entry->GetDataKind(), TEmbData1E::dkRaw);
-    EXPECT_EQ(entry->DataSize, 5);
-    const std::string bytes = bytesOf(*entry);
-    EXPECT_EQ(bytes, header("id", "note", "picture", 5) + std::string("\x01\x00\xFF\x7F\x80", 5));
+    const std::string bytes = written(*entry);
+    EXPECT_EQ(bytes, header("id", "note", "picture", 5) + data);
 
     TEmbData1E back;
-    TSorFile file("", "m");
-    readFrom(bytes + "next", back, file);
-    EXPECT_EQ(file.Status, fsOk);
-    EXPECT_EQ(file.Tell(), bytes.size());
-    EXPECT_EQ(back.GetID(), "id");
-    EXPECT_EQ(back.GetComment(), "note");
-    EXPECT_EQ(back.GetDataSize(), 5);
-    ASSERT_NE(back.GetData(), nullptr);
-    EXPECT_EQ(std::memcmp(back.GetData(), "\x01\x00\xFF\x7F\x80", 5), 0);
+    unsigned long end = 0;
+    EXPECT_EQ(readBack(back, bytes + "next", &end), fsOk);
+    EXPECT_EQ(end, bytes.size());
+    EXPECT_EQ(fieldLines(back), fieldLines(*entry));
     EXPECT_FALSE(back.IsEmpty());
 }
 
 TEST(EmbDataEntryTest, NegativeDataSizeIsBadData)
 {
+    // Raw data, and the kinds that do not read DataSize bytes themselves.
+    for (const char* description : {"c", "RFTSEVENTS", "SOR"}) {
+        TEmbData1E entry;
+        EXPECT_TRUE(throwsSor(TSorException::BadData,
+                              [&] { (void)readBack(entry, header("a", "b", description, -1) + "xxxx"); }))
+            << description;
+    }
     TEmbData1E entry;
-    TSorFile file("", "m");
-    try {
-        readFrom(header("a", "b", "c", -1) + "xxxx", entry, file);
-        FAIL() << "no exception";
-    } catch (const TSorException& e) {
-        EXPECT_STREQ(e.what(), "Bad data exception");
-    }
-    // The same for the kinds that do not read DataSize bytes.
-    for (const char* description : {"RFTSEVENTS", "SOR"}) {
-        TSorFile f("", "m");
-        EXPECT_THROW(readFrom(header("", "", description, -5), entry, f), TSorException) << description;
-    }
-    try {
-        entry.Read(nullptr);
-        FAIL() << "no exception";
-    } catch (const TSorException& e) {
-        EXPECT_STREQ(e.what(), "Null pointer exception");
-    }
-    EXPECT_THROW(entry.Write(nullptr), TSorException);
+    EXPECT_TRUE(sortest::nullFileRefused(entry));
 }
 
 TEST(EmbDataEntryTest, ZeroDataSizeReadsAsEmptyButPresentData)
 {
     TEmbData1E entry;
-    TSorFile file("", "m");
-    readFrom(header("i", "c", "raw", 0), entry, file);
-    EXPECT_EQ(file.Status, fsOk);
+    EXPECT_EQ(readBack(entry, header("i", "c", "raw", 0)), fsOk);
     EXPECT_NE(entry.GetData(), nullptr);
     EXPECT_EQ(entry.DataSize, 0);
     EXPECT_TRUE(entry.IsEmpty());
-    EXPECT_EQ(bytesOf(entry), header("i", "c", "raw", 0));
+    EXPECT_EQ(written(entry), header("i", "c", "raw", 0));
 }
 
 TEST(EmbDataEntryTest, RawDataBeyondTheFileIsAShortRead)
 {
     TEmbData1E entry;
-    TSorFile file("", "m");
-    readFrom(header("", "", "blob", 0x7FFFFFFF) + "abc", entry, file);
-    EXPECT_EQ(file.Status, fsEndOfFile);
+    EXPECT_EQ(readBack(entry, header("", "", "blob", 0x7FFFFFFF) + "abc"), fsEndOfFile);
     EXPECT_EQ(entry.DataSize, 3);  // what there was
     ASSERT_NE(entry.GetData(), nullptr);
     EXPECT_EQ(std::memcmp(entry.GetData(), "abc", 3), 0);
 
     // Cut inside the header: no data, and nothing is invented.
     TEmbData1E cut;
-    TSorFile f("", "m");
-    readFrom(header("id", "", "blob", 4).substr(0, 6), cut, f);
-    EXPECT_NE(f.Status, fsOk);
+    EXPECT_NE(readBack(cut, header("id", "", "blob", 4).substr(0, 6)), fsOk);
     EXPECT_EQ(cut.GetData(), nullptr);
 }
 
@@ -209,25 +119,20 @@ TEST(EmbDataEntryTest, RftsEventsInAnyCaseAreStoredWithTheirRevision)
     EXPECT_EQ(entry.GetDataKind(), TEmbData1E::dkRFTSEvents);
     ASSERT_NE(entry.GetRFTSEvents(), nullptr);
     EXPECT_EQ(entry.GetData(), entry.GetRFTSEvents());
-    EXPECT_EQ(entry.DataSize, events.GetBlockSize() + 2);
 
-    const std::string bytes = bytesOf(entry);
-    const std::string blockBytes = bytesOf(events);
-    EXPECT_EQ(bytes, header("", "", "rftsevents", static_cast<std::int32_t>(blockBytes.size() + 2)) + le16(204) +
-                         blockBytes);
+    const std::string bytes = written(entry);
+    const std::string blockBytes = written(events);
+    EXPECT_EQ(entry.DataSize, static_cast<std::int32_t>(blockBytes.size() + 2));
+    EXPECT_EQ(bytes, header("", "", "rftsevents", entry.DataSize) + Bytes().i16(204).s + blockBytes);
 
     TEmbData1E back;
-    TSorFile file("", "m");
-    readFrom(bytes, back, file);
-    EXPECT_EQ(file.Status, fsOk);
-    EXPECT_EQ(file.Tell(), bytes.size());
+    unsigned long end = 0;
+    EXPECT_EQ(readBack(back, bytes, &end), fsOk);
+    EXPECT_EQ(end, bytes.size());
     const TSorBlockRFTSEvents* read = back.GetRFTSEvents();
     ASSERT_NE(read, nullptr);
     EXPECT_EQ(read->RevisionNo, 204);
-    EXPECT_EQ(read->LevelName, "Minor");
-    EXPECT_EQ(read->MonitorResult, 12);
-    ASSERT_EQ(read->GetTNRFTSE(), 3);
-    EXPECT_TRUE(read->GetEvent(2)->IsFail());
+    EXPECT_EQ(fieldLines(*read), fieldLines(events));
     EXPECT_EQ(back.GetDataSize(), entry.DataSize);
 }
 
@@ -235,14 +140,11 @@ TEST(EmbDataEntryTest, RftsEventsOfAnUnknownRevisionKeepTheNextEntryInPlace)
 {
     // A block of revision 300 cannot be read; its stored size still tells
     // where the next entry begins.
-    const std::string unreadable = le16(300) + std::string("RFTSEvents\0future", 17);
-    const std::string bytes = le16(2) + header("", "", "RFTSEVENTS", static_cast<std::int32_t>(unreadable.size())) +
+    const std::string unreadable = Bytes().i16(300).text("RFTSEvents").raw("future").s;
+    const std::string bytes = Bytes().i16(2).s + header("", "", "RFTSEVENTS", static_cast<std::int32_t>(unreadable.size())) +
                               unreadable + header("after", "", "raw", 2) + "ok";
     TSorBlockEmbData block;
-    block.RevisionNo = 100;  // no name in front
-    TSorFile file("", "m");
-    readFrom(bytes, block, file);
-    EXPECT_EQ(file.Status, fsOk);
+    EXPECT_EQ(readBack(block, bytes, 100), fsOk);  // no name in front
     ASSERT_EQ(block.GetTNED(), 2);
     EXPECT_EQ(block.GetEmbData(1)->GetID(), "after");
     EXPECT_EQ(std::memcmp(block.GetEmbData(1)->GetData(), "ok", 2), 0);
@@ -317,40 +219,35 @@ TEST(EmbDataBlockTest, LinearPointsAreNeverWrittenNorCounted)
     EXPECT_FALSE(linf->IsWritable());
     EXPECT_EQ(block.GetTNED(), 2);
 
-    const std::string bytes = bytesOf(block);
-    EXPECT_EQ(bytes, std::string("EmbData", 8) + le16(1) + header("id", "note", "blob", 2) + "12");
+    const std::string bytes = written(block);
+    EXPECT_EQ(bytes, Bytes().text("EmbData").i16(1).s + header("id", "note", "blob", 2) + "12");
     EXPECT_EQ(block.GetBlockSize(), static_cast<std::int32_t>(bytes.size()));
-
-    NameRecorder recorder;
-    block.Fields(recorder);
-    EXPECT_EQ(recorder.names, " TNED Entries({ ID Comment Description DataSize Data[2]})");
+    EXPECT_EQ(fieldLines(block),
+              (std::vector<std::string>{"TNED=1", "Entries.0.ID='id'", "Entries.0.Comment='note'",
+                                        "Entries.0.Description='blob'", "Entries.0.DataSize=2", "Entries.0.Data=3132"}));
 
     // Read from a file, a linear copy is kept for the session but not written back.
-    const std::string stored = le16(1) + header("", "", "LINF", 4) + std::string(4, '\0');
     TSorBlockEmbData loaded;
-    loaded.RevisionNo = 100;
-    TSorFile file("", "m");
-    readFrom(stored, loaded, file);
+    EXPECT_EQ(readBack(loaded, Bytes().i16(1).s + header("", "", "LINF", 4) + std::string(4, '\0'), 100), fsOk);
     ASSERT_EQ(loaded.GetTNED(), 1);
     EXPECT_EQ(loaded.GetEmbData(TString("linf")), loaded.GetEmbData(0));
     EXPECT_EQ(loaded.GetEmbData(0)->Writable, 0);
-    EXPECT_EQ(bytesOf(loaded), le16(0));
+    EXPECT_EQ(written(loaded), Bytes().i16(0).s);
 }
 
 TEST(EmbDataEntryTest, DumpShowsTheDataByKind)
 {
     std::unique_ptr<TEmbData1E> raw(rawEntry("blob", std::string("\x01\x00\xFF\x7F\x80\x05\x06\x07\x08\x09\x0A\x0B", 12)));
-    const std::string text = dampOf(*raw);
+    const std::string text = sortest::dampOf(*raw);
     EXPECT_NE(text.find("ID='id'\tComment='note'\tDescription='blob'\tDataSize=12\tData={\n"), std::string::npos) << text;
     EXPECT_NE(text.find("1\t0\tFF\t7F\t80\t5\t6\t7\t8\t9\nA\tB\n}\n"), std::string::npos) << text;
 
     TEmbData1E empty(TString("blob"));
-    EXPECT_NE(dampOf(empty).find("Data={\nNULL\n}\n"), std::string::npos);
+    EXPECT_NE(sortest::dampOf(empty).find("Data={\nNULL\n}\n"), std::string::npos);
     TEmbData1E linf(TString("LINF"));
     linf.SetData(8);
-    EXPECT_NE(dampOf(linf).find("Linear Points Dump skipped! \n"), std::string::npos);
+    EXPECT_NE(sortest::dampOf(linf).find("Linear Points Dump skipped! \n"), std::string::npos);
 }
-
 TEST(EmbDataBlockTest, ArrayOperationsKeepTheCountInStep)
 {
     TSorBlockEmbData block;
@@ -408,26 +305,21 @@ TEST(EmbDataBlockTest, RoundTripWithEntriesOfEveryStoredKind)
     events->SetData(someEvents());
     block.AddData(events);
     block.AddData(new TEmbData1E(TString("nothing")));  // no data: header only
-    const std::string bytes = bytesOf(block);
+    const std::string bytes = written(block);
 
     TSorBlockEmbData back;
-    back.RevisionNo = 200;
-    TSorFile file("", "m");
-    readFrom(bytes, back, file);
-    EXPECT_EQ(file.Status, fsOk);
-    EXPECT_EQ(file.Tell(), bytes.size());
+    unsigned long end = 0;
+    EXPECT_EQ(readBack(back, bytes, 200, &end), fsOk);
+    EXPECT_EQ(end, bytes.size());
     ASSERT_EQ(back.GetTNED(), 3);
     EXPECT_EQ(back.GetEmbData(2)->DataSize, 0);
-    EXPECT_EQ(bytesOf(back), bytes);
+    EXPECT_EQ(written(back), bytes);
 }
 
 TEST(EmbDataBlockTest, HostileCountsAndTruncationEndLikeAShortRead)
 {
     TSorBlockEmbData block;
-    block.RevisionNo = 100;
-    TSorFile file("", "m");
-    readFrom(le16(65535) + std::string(70, '\0'), block, file);
-    EXPECT_EQ(file.Status, fsEndOfFile);
+    EXPECT_EQ(readBack(block, Bytes().i16(65535).s + std::string(70, '\0'), 100), fsEndOfFile);
     EXPECT_EQ(block.GetTNED(), 0);
 
     TSorBlockEmbData full;
@@ -436,23 +328,13 @@ TEST(EmbDataBlockTest, HostileCountsAndTruncationEndLikeAShortRead)
     auto* events = new TEmbData1E(TString("RFTSEVENTS"));
     events->SetData(someEvents());
     full.AddData(events);
-    const std::string good = bytesOf(full);
+    const std::string good = written(full);
     for (std::size_t cut = 0; cut < good.size(); ++cut) {
         TSorBlockEmbData part;
-        part.RevisionNo = 200;
-        TSorFile f("", "m");
-        readFrom(good.substr(0, cut), part, f);
-        EXPECT_NE(f.Status, fsOk) << cut;
+        EXPECT_NE(readBack(part, good.substr(0, cut), 200), fsOk) << cut;
         EXPECT_EQ(part.GetTNED(), part.Entries.count) << cut;
     }
-
-    try {
-        block.Read(nullptr);
-        FAIL() << "no exception";
-    } catch (const TSorException& e) {
-        EXPECT_STREQ(e.what(), "Null pointer exception");
-    }
-    EXPECT_THROW(block.Write(nullptr), TSorException);
+    EXPECT_TRUE(sortest::nullFileRefused(block));
 }
 
 TEST(EmbDataSorTest, NestedTraceReadsBackAndTheNextEntryFollowsIt)
@@ -469,19 +351,17 @@ TEST(EmbDataSorTest, NestedTraceReadsBackAndTheNextEntryFollowsIt)
     EXPECT_EQ(entry->GetData(), entry->GetSorData());
     block.AddData(entry);
     block.AddData(rawEntry("after", "xyz"));
-    const std::string bytes = bytesOf(block);
+    const std::string bytes = written(block);
 
     // The stored DataSize is exactly the trace's bytes: the next header follows them.
-    const std::size_t dataStart = 8 + 2 + std::string("reference\0\0sor\0", 15).size() + 4;
+    const std::size_t dataStart = 8 + 2 + header("reference", "", "sor", 0).size();
     ASSERT_GT(entry->DataSize, 0);
     EXPECT_EQ(bytes.substr(dataStart + static_cast<std::size_t>(entry->DataSize), 8), std::string("id\0note\0", 8));
 
     TSorBlockEmbData back;
-    back.RevisionNo = 200;
-    TSorFile file("", "m");
-    readFrom(bytes, back, file);
-    EXPECT_EQ(file.Status, fsOk);
-    EXPECT_EQ(file.Tell(), bytes.size());
+    unsigned long end = 0;
+    EXPECT_EQ(readBack(back, bytes, 200, &end), fsOk);
+    EXPECT_EQ(end, bytes.size());
     ASSERT_EQ(back.GetTNED(), 2);
     const TSorData* nested = back.GetEmbData(0)->GetSorData();
     ASSERT_NE(nested, nullptr);
@@ -494,13 +374,10 @@ TEST(EmbDataSorTest, NestedTraceReadsBackAndTheNextEntryFollowsIt)
 
     // Loading repairs the nested trace (its display scale is filled in), so
     // the first save may differ from the original; from then on it is stable.
-    const std::string saved = bytesOf(back);
+    const std::string saved = written(back);
     TSorBlockEmbData reloaded;
-    reloaded.RevisionNo = 200;
-    TSorFile again("", "m");
-    readFrom(saved, reloaded, again);
-    EXPECT_EQ(again.Status, fsOk);
-    EXPECT_EQ(bytesOf(reloaded), saved);
+    EXPECT_EQ(readBack(reloaded, saved, 200), fsOk);
+    EXPECT_EQ(written(reloaded), saved);
 
     // A deep copy: the copy's trace is its own.
     TEmbData1E copy(*back.GetEmbData(0));
@@ -520,12 +397,10 @@ TEST(EmbDataSorTest, TraceInsideATraceInsideATrace)
     TEmbData1E outer(TString("SOR"));
     outer.SetData(middle);
 
-    const std::string bytes = bytesOf(outer);
+    const std::string bytes = written(outer);
     EXPECT_EQ(static_cast<std::size_t>(outer.DataSize), bytes.size() - header("", "", "SOR", 0).size());
     TEmbData1E back;
-    TSorFile file("", "m");
-    readFrom(bytes, back, file);
-    EXPECT_EQ(file.Status, fsOk);
+    EXPECT_EQ(readBack(back, bytes), fsOk);
     ASSERT_NE(back.GetSorData(), nullptr);
     const TEmbData1E* again = back.GetSorData()->EmbData->GetEmbData(TString("SOR"));
     ASSERT_NE(again, nullptr);
@@ -540,27 +415,18 @@ TEST(EmbDataSorTest, TraceWhoseMapPointsBackAtItsOwnEntryIsBadData)
     // sends its EmbData block back to offset 0, which holds that entry again.
     const std::string entryHeader = header("", "", "SOR", 0);
     const std::int32_t back = -static_cast<std::int32_t>(2 + entryHeader.size());
-    const std::string map = le16(100) + le32(back) + le16(2) + std::string("EmbData", 8) + le16(100) + le32(50);
-    const std::string bytes = le16(1) + entryHeader + map + std::string(40, '\0');
-
+    const std::string map = Bytes().i16(100).i32(back).i16(2).text("EmbData").i16(100).i32(50).s;
+    const std::string bytes = Bytes().i16(1).s + entryHeader + map + std::string(40, '\0');
     TSorBlockEmbData block;
-    block.RevisionNo = 100;
-    TSorFile file("", "m");
-    try {
-        readFrom(bytes, block, file);
-        FAIL() << "no exception";
-    } catch (const TSorException& e) {
-        EXPECT_STREQ(e.what(), "Bad data exception");
-    }
+    EXPECT_TRUE(throwsSor(TSorException::BadData, [&] { (void)readBack(block, bytes, 100); }));
+
     // The limit is per read: a good nested trace still loads afterwards.
     TSorData inner;
     setPoints(inner, {1, 2});
     TEmbData1E good(TString("SOR"));
     good.SetData(inner);
     TEmbData1E again;
-    TSorFile f("", "m");
-    readFrom(bytesOf(good), again, f);
-    EXPECT_EQ(f.Status, fsOk);
+    EXPECT_EQ(readBack(again, written(good)), fsOk);
     ASSERT_NE(again.GetSorData(), nullptr);
     EXPECT_EQ(again.GetSorData()->DataPts->GetPointsNum(), 2);
 }
@@ -569,23 +435,18 @@ TEST(EmbDataSorTest, ManyTracesUnderOneNestedTraceAreBadData)
 {
     // One nested trace whose EmbData block holds 40 traces of a bare Map
     // each: the count, not the depth, is what a hostile file can inflate.
-    const std::string bareTrace = le16(100) + le32(8) + le16(1);
-    std::string wide = le16(40);
+    const std::string bareTrace = Bytes().i16(100).i32(8).i16(1).s;
+    std::string wide = Bytes().i16(40).s;
     for (int i = 0; i < 40; ++i)
         wide += header("", "", "SOR", static_cast<std::int32_t>(bareTrace.size())) + bareTrace;
-    const std::string middle = le16(100) + le32(22) + le16(2) + std::string("EmbData", 8) + le16(100) +
-                               le32(static_cast<std::int32_t>(wide.size())) + wide;
-    const std::string bytes = le16(1) + header("", "", "SOR", static_cast<std::int32_t>(middle.size())) + middle;
-
+    const std::string middle = Bytes().i16(100).i32(22).i16(2).text("EmbData").i16(100)
+                                   .i32(static_cast<long>(wide.size())).s + wide;
+    const std::string bytes = Bytes().i16(1).s + header("", "", "SOR", static_cast<std::int32_t>(middle.size())) + middle;
     TSorBlockEmbData block;
-    block.RevisionNo = 100;
-    TSorFile file("", "m");
-    EXPECT_THROW(readFrom(bytes, block, file), TSorException);
+    EXPECT_THROW(readBack(block, bytes, 100), TSorException);
 
     // The same traces side by side at the top are a plain list and load.
-    TSorFile f("", "m");
-    readFrom(wide, block, f);
-    EXPECT_EQ(f.Status, fsOk);
+    EXPECT_EQ(readBack(block, wide), fsOk);
     EXPECT_EQ(block.GetTNED(), 40);
     EXPECT_NE(block.GetEmbData(39)->GetSorData(), nullptr);
 }

@@ -3,64 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "sor/sor-field-visitor.h"
+#include "sor-test-helpers.h"
 #include "sor/sor-file.h"
 
+using sortest::Bytes;
+using sortest::fieldLines;
+using sortest::readBack;
+using sortest::written;
+
 namespace {
-
-// Little-endian bytes of a record, built the way the format lays them out.
-struct Bytes
-{
-    std::string s;
-    Bytes& text(const char* t) { s.append(t, std::char_traits<char>::length(t) + 1); return *this; }
-    Bytes& raw(const char* t, std::size_t n) { s.append(t, n); return *this; }
-    Bytes& i16(int v) { return le(static_cast<unsigned long>(v), 2); }
-    Bytes& i32(long v) { return le(static_cast<unsigned long>(v), 4); }
-    Bytes& le(unsigned long v, int n)
-    {
-        for (int i = 0; i < n; ++i)
-            s.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-        return *this;
-    }
-};
-
-std::string written(TSorBlock& block)
-{
-    TSorFile file("", "m");
-    block.Write(&file);
-    return file.GetDataSize() == 0 ? std::string() : std::string(file.GetData(), file.GetDataSize());
-}
-
-std::int32_t readBack(TSorBlock& block, const std::string& bytes, std::uint16_t revision)
-{
-    TSorFile file(bytes.data(), bytes.size());
-    block.ReadRN(&file, revision);
-    return file.Status;
-}
-
-// "name=value" lines of every field the block reports.
-std::vector<std::string> fieldLines(const TSorBlock& block)
-{
-    struct Recorder : TSorFieldVisitor
-    {
-        std::vector<std::string> lines;
-        void add(const char* name, const std::string& v) { lines.push_back(std::string(name ? name : "") + "=" + v); }
-        void Int(const char* name, std::int64_t value) override { add(name, std::to_string(value)); }
-        void Real(const char* name, double value) override { add(name, std::to_string(value)); }
-        void Text(const char* name, const TString& v) override { add(name, "'" + std::string(v.data) + "'"); }
-        void Bytes(const char* name, const char* data, std::size_t n) override { add(name, std::string(data, n)); }
-        void BeginList(const char* name) override { add(name, "["); }
-        void EndList() override { lines.emplace_back("]"); }
-        void BeginRecord(const char* name) override { add(name, "{"); }
-        void EndRecord() override { lines.emplace_back("}"); }
-    } recorder;
-    block.Fields(recorder);
-    return recorder.lines;
-}
 
 // Two segments: 100 points 2.0 apart with a 10 ns pulse, then 50 points
 // 4.0 apart with a 100 ns pulse; the data begin at -1500 (AO 0, FPO 1500).
@@ -216,30 +170,20 @@ TEST(FixedParametersTimeTest, PointsAndTimesWalkTheSegments)
     const TSorBlockFixedParameters block = twoSegments();
     EXPECT_EQ(block.GetTotalPinPW(), 150);
     EXPECT_DOUBLE_EQ(block.GetOwtDataOffset(), -1500.0);
-    EXPECT_DOUBLE_EQ(block.NumToOwt(0), -1500.0);
-    EXPECT_DOUBLE_EQ(block.NumToOwt(99), -1302.0);
-    EXPECT_DOUBLE_EQ(block.NumToOwt(100), -1300.0);
-    EXPECT_DOUBLE_EQ(block.NumToOwt(120), -1220.0);
     EXPECT_DOUBLE_EQ(block.GetMinOwt(), -1500.0);
     EXPECT_DOUBLE_EQ(block.GetMaxOwt(), -1100.0);
-    EXPECT_DOUBLE_EQ(block.NumToOwt(151), -1100.0);  // past the end: no extrapolation
-    EXPECT_DOUBLE_EQ(block.NumToOwt(1000000), -1100.0);
-
+    // Past the end the last time holds: no extrapolation.
+    for (const auto& [n, owt] : {std::pair<long, double>{0, -1500.0}, {99, -1302.0}, {100, -1300.0},
+                                 {120, -1220.0}, {151, -1100.0}, {1000000, -1100.0}})
+        EXPECT_DOUBLE_EQ(block.NumToOwt(n), owt) << n;
     for (long n = 0; n < 150; ++n)
         EXPECT_NEAR(block.OwtTofNum(block.NumToOwt(n)), static_cast<double>(n), 1e-9) << n;
-    EXPECT_DOUBLE_EQ(block.OwtTofNum(-1499.0), 0.5);
-    EXPECT_DOUBLE_EQ(block.OwtTofNum(-1298.0), 100.5);
-    EXPECT_DOUBLE_EQ(block.OwtTofNum(-1500.5), -1.0);
-    EXPECT_DOUBLE_EQ(block.OwtTofNum(-1099.0), 150.0);
-
-    EXPECT_EQ(block.NumToNPW(-5), 0);
-    EXPECT_EQ(block.NumToNPW(99), 0);
-    EXPECT_EQ(block.NumToNPW(100), 1);
-    EXPECT_EQ(block.NumToNPW(150), 1);
-    EXPECT_EQ(block.NumToNPW(100000), 1);
-
-    // The boundary time belongs to the later segment, with its pulse.
-    EXPECT_DOUBLE_EQ(block.OwtTofNum(-1300.0), 100.0);
+    // The boundary time -1300 belongs to the later segment, with its pulse.
+    for (const auto& [owt, n] : {std::pair<double, double>{-1499.0, 0.5}, {-1298.0, 100.5}, {-1500.5, -1.0},
+                                 {-1099.0, 150.0}, {-1300.0, 100.0}})
+        EXPECT_DOUBLE_EQ(block.OwtTofNum(owt), n) << owt;
+    for (const auto& [n, segment] : {std::pair<long, int>{-5, 0}, {99, 0}, {100, 1}, {150, 1}, {100000, 1}})
+        EXPECT_EQ(block.NumToNPW(n), segment) << n;
     EXPECT_DOUBLE_EQ(block.GetNsPulse(-1300.0), 100.0);
     EXPECT_DOUBLE_EQ(block.GetNsPulse(-1300.5), 10.0);
     EXPECT_DOUBLE_EQ(block.GetNsPulse(-2000.0), 10.0);
@@ -327,14 +271,7 @@ TEST(FixedParametersNoiseTest, LevelsOutsideTheFieldsSaturate)
 TEST(FixedParametersLayoutTest, DumpShowsTheDateBesideTheStamp)
 {
     TSorBlockFixedParameters block = sample();
-    std::FILE* out = std::tmpfile();
-    ASSERT_NE(out, nullptr);
-    block.Damp(out);
-    std::rewind(out);
-    std::string text;
-    for (int c = std::fgetc(out); c != EOF; c = std::fgetc(out))
-        text.push_back(static_cast<char>(c));
-    std::fclose(out);
+    const std::string text = sortest::dampOf(block);
     EXPECT_NE(text.find("// FxdParams \n"), std::string::npos);
     EXPECT_NE(text.find("DTS  = 1700000000 =" + std::string(block.GetDateTimeStr().data) + "\n"), std::string::npos);
     EXPECT_NE(text.find("NPPW[1] = 50"), std::string::npos);

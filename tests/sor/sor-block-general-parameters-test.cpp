@@ -3,62 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
-#include "sor/sor-field-visitor.h"
+#include "sor-test-helpers.h"
 #include "sor/sor-file.h"
 
+using sortest::Bytes;
+using sortest::fieldLines;
+using sortest::readBack;
+using sortest::written;
+
 namespace {
-
-// Little-endian bytes of a record, built the way the format lays them out.
-struct Bytes
-{
-    std::string s;
-    Bytes& text(const char* t) { s.append(t, std::char_traits<char>::length(t) + 1); return *this; }
-    Bytes& raw(const char* t, std::size_t n) { s.append(t, n); return *this; }
-    Bytes& i16(int v) { return le(static_cast<unsigned long>(v), 2); }
-    Bytes& i32(long v) { return le(static_cast<unsigned long>(v), 4); }
-    Bytes& le(unsigned long v, int n)
-    {
-        for (int i = 0; i < n; ++i)
-            s.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-        return *this;
-    }
-};
-
-std::string written(TSorBlock& block)
-{
-    TSorFile file("", "m");
-    block.Write(&file);
-    return file.GetDataSize() == 0 ? std::string() : std::string(file.GetData(), file.GetDataSize());
-}
-
-std::int32_t readBack(TSorBlock& block, const std::string& bytes, std::uint16_t revision)
-{
-    TSorFile file(bytes.data(), bytes.size());
-    block.ReadRN(&file, revision);
-    return file.Status;
-}
-
-// "name=value" lines of every field the block reports.
-std::vector<std::string> fieldLines(const TSorBlock& block)
-{
-    struct Recorder : TSorFieldVisitor
-    {
-        std::vector<std::string> lines;
-        void add(const char* name, const std::string& v) { lines.push_back(std::string(name ? name : "") + "=" + v); }
-        void Int(const char* name, std::int64_t value) override { add(name, std::to_string(value)); }
-        void Real(const char* name, double value) override { add(name, std::to_string(value)); }
-        void Text(const char* name, const TString& v) override { add(name, "'" + std::string(v.data) + "'"); }
-        void Bytes(const char* name, const char* data, std::size_t n) override { add(name, std::string(data, n)); }
-        void BeginList(const char* name) override { add(name, "["); }
-        void EndList() override { lines.emplace_back("]"); }
-        void BeginRecord(const char* name) override { add(name, "{"); }
-        void EndRecord() override { lines.emplace_back("}"); }
-    } recorder;
-    block.Fields(recorder);
-    return recorder.lines;
-}
 
 TSorBlockGeneralParameters sample()
 {
@@ -114,9 +68,8 @@ TEST(GeneralParametersTest, EveryFieldSurvivesWriteAndRead)
 {
     for (const std::uint16_t revision : {200, 209}) {
         TSorBlockGeneralParameters block = sample();
-        block.RevisionNo = revision;
         TSorBlockGeneralParameters read;
-        EXPECT_EQ(readBack(read, written(block), revision), fsOk);
+        EXPECT_EQ(readBack(read, written(block, revision), revision), fsOk);
         EXPECT_EQ(fieldLines(read), fieldLines(block)) << "revision " << revision;
     }
 }

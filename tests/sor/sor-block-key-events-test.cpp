@@ -2,66 +2,20 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "sor-test-helpers.h"
 #include "sor/sor-exception.h"
-#include "sor/sor-field-visitor.h"
 #include "sor/sor-file.h"
 
+using sortest::Bytes;
+using sortest::fieldLines;
+using sortest::readBack;
+using sortest::written;
+
 namespace {
-
-// Little-endian bytes of a record, built the way the format lays them out.
-struct Bytes
-{
-    std::string s;
-    Bytes& text(const char* t) { s.append(t, std::char_traits<char>::length(t) + 1); return *this; }
-    Bytes& raw(const char* t, std::size_t n) { s.append(t, n); return *this; }
-    Bytes& i16(int v) { return le(static_cast<unsigned long>(v), 2); }
-    Bytes& i32(long v) { return le(static_cast<unsigned long>(v), 4); }
-    Bytes& le(unsigned long v, int n)
-    {
-        for (int i = 0; i < n; ++i)
-            s.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-        return *this;
-    }
-};
-
-std::string written(TSorBlock& block)
-{
-    TSorFile file("", "m");
-    block.Write(&file);
-    return file.GetDataSize() == 0 ? std::string() : std::string(file.GetData(), file.GetDataSize());
-}
-
-std::int32_t readBack(TSorBlock& block, const std::string& bytes, std::uint16_t revision)
-{
-    TSorFile file(bytes.data(), bytes.size());
-    block.ReadRN(&file, revision);
-    return file.Status;
-}
-
-// "name=value" lines of every field the block reports.
-std::vector<std::string> fieldLines(const TSorBlock& block)
-{
-    struct Recorder : TSorFieldVisitor
-    {
-        std::vector<std::string> lines;
-        void add(const char* name, const std::string& v) { lines.push_back(std::string(name ? name : "") + "=" + v); }
-        void Int(const char* name, std::int64_t value) override { add(name, std::to_string(value)); }
-        void Real(const char* name, double value) override { add(name, std::to_string(value)); }
-        void Text(const char* name, const TString& v) override { add(name, "'" + std::string(v.data) + "'"); }
-        void Bytes(const char* name, const char* data, std::size_t n) override { add(name, std::string(data, n)); }
-        void BeginList(const char* name) override { add(name, "["); }
-        void EndList() override { lines.emplace_back("]"); }
-        void BeginRecord(const char* name) override { add(name, "{"); }
-        void EndRecord() override { lines.emplace_back("}"); }
-    } recorder;
-    block.Fields(recorder);
-    return recorder.lines;
-}
 
 TSorBlockKeyEvents1E* event(int n)
 {
@@ -121,23 +75,19 @@ TEST(KeyEventsLayoutTest, BlockWithoutEventsIsCountAndSummary)
     const std::string expected = Bytes().text("KeyEvents").i16(0).i32(1).i32(2).i32(3).i16(4).i32(5).i32(6).s;
     EXPECT_EQ(written(block), expected);
     EXPECT_FALSE(block.IsEmpty());
-    block.RevisionNo = 100;
-    EXPECT_EQ(written(block), expected.substr(10));
+    EXPECT_EQ(written(block, 100), expected.substr(10));
 }
 
 TEST(KeyEventsLayoutTest, EventRecordHasMarkersFromTheSecondEditionOn)
 {
     std::unique_ptr<TSorBlockKeyEvents1E> e(event(2));
     const std::string head = Bytes().i16(2).i32(2000).i16(202).i16(-32).i32(-45002).raw("1F9999", 6).raw("LS", 2).s;
-    e->RevisionNo = 100;
-    EXPECT_EQ(written(*e), head + std::string("splice\0", 7));
-    e->RevisionNo = 200;
-    EXPECT_EQ(written(*e), head + Bytes().i32(21).i32(22).i32(23).i32(24).i32(25).s + std::string("splice\0", 7));
+    EXPECT_EQ(written(*e, 100), head + std::string("splice\0", 7));
+    EXPECT_EQ(written(*e, 200), head + Bytes().i32(21).i32(22).i32(23).i32(24).i32(25).s + std::string("splice\0", 7));
 
     // A default event: number 1, code "0F9999", two-point method, blank comment.
     TSorBlockKeyEvents1E blank;
-    blank.RevisionNo = 100;
-    EXPECT_EQ(written(blank), Bytes().i16(1).i32(0).i16(0).i16(0).i32(0).raw("0F9999", 6).raw("2P", 2).text(" ").s);
+    EXPECT_EQ(written(blank, 100), Bytes().i16(1).i32(0).i16(0).i16(0).i32(0).raw("0F9999", 6).raw("2P", 2).text(" ").s);
 }
 
 TEST(KeyEventsLayoutTest, EventCodeIsPaddedOrCutToSixCharacters)
@@ -150,9 +100,7 @@ TEST(KeyEventsLayoutTest, EventCodeIsPaddedOrCutToSixCharacters)
     const std::string bytes = written(e);
     EXPECT_EQ(bytes.substr(14, 8), "1234562P");
     TSorBlockKeyEvents1E read;
-    read.RevisionNo = 100;
-    TSorFile file(bytes.data(), bytes.size());
-    read.Read(&file);
+    EXPECT_EQ(readBack(read, bytes, 100), fsOk);
     EXPECT_STREQ(read.EC.data, "123456");
 }
 
@@ -160,9 +108,8 @@ TEST(KeyEventsLayoutTest, EveryFieldSurvivesWriteAndRead)
 {
     for (const std::uint16_t revision : {100, 209}) {
         TSorBlockKeyEvents block = sample();
-        block.RevisionNo = revision;
         TSorBlockKeyEvents read;
-        EXPECT_EQ(readBack(read, written(block), revision), fsOk);
+        EXPECT_EQ(readBack(read, written(block, revision), revision), fsOk);
         if (revision < 200)
             for (int i = 0; i < block.Events.count; ++i) {
                 TSorBlockKeyEvents1E* e = block.Events.data[i];
@@ -180,9 +127,8 @@ TEST(KeyEventsLayoutTest, WritingGivesEventsTheBlockRevisionAndTheTrueCount)
     TSorBlockKeyEvents block = sample();
     block.Events.data[0]->RevisionNo = 100;  // would drop the markers on its own
     block.TNKE = 7;                           // stale
-    block.RevisionNo = 209;
     TSorBlockKeyEvents read;
-    EXPECT_EQ(readBack(read, written(block), 209), fsOk);
+    EXPECT_EQ(readBack(read, written(block, 209), 209), fsOk);
     EXPECT_EQ(block.TNKE, 3);
     ASSERT_EQ(read.Events.count, 3);
     EXPECT_EQ(read.Events.data[0]->ML4, 15);
@@ -193,12 +139,7 @@ TEST(KeyEventsInputTest, NegativeCountIsBadData)
 {
     const std::string bytes = Bytes().text("KeyEvents").i16(-1).s + std::string(22, '\0');
     TSorBlockKeyEvents block;
-    try {
-        (void)readBack(block, bytes, 209);
-        FAIL() << "no exception";
-    } catch (const TSorException& e) {
-        EXPECT_EQ(e.GetKind(), TSorException::BadData);
-    }
+    EXPECT_TRUE(sortest::throwsSor(TSorException::BadData, [&] { readBack(block, bytes, 209); }));
     EXPECT_EQ(block.Events.count, 0);
 }
 
@@ -259,14 +200,7 @@ TEST(KeyEventsEditTest, AssignIsDeep)
 TEST(KeyEventsEditTest, DumpNamesEachEvent)
 {
     TSorBlockKeyEvents block = sample();
-    std::FILE* out = std::tmpfile();
-    ASSERT_NE(out, nullptr);
-    block.Damp(out);
-    std::rewind(out);
-    std::string text;
-    for (int c = std::fgetc(out); c != EOF; c = std::fgetc(out))
-        text.push_back(static_cast<char>(c));
-    std::fclose(out);
+    const std::string text = sortest::dampOf(block);
     for (const char* line : {"// KeyEvents \n", "TNKE  = 3\n", "// event #2 \n", "EC  = '2E9999'\n", "ML4 = 35\n",
                              "CMT = 'splice'\n"})
         EXPECT_NE(text.find(line), std::string::npos) << line;

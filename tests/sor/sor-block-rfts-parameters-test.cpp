@@ -1,39 +1,25 @@
 #include "sor/sor-block-rfts-parameters.h"
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "sor-test-helpers.h"
 #include "sor/sor-block-aux-parameters.h"
 #include "sor/sor-block-fixed-parameters.h"
 #include "sor/sor-data.h"
 #include "sor/sor-exception.h"
 #include "sor/sor-file.h"
 
+using sortest::Bytes;
+using sortest::fieldLines;
+using sortest::readBack;
+using sortest::throwsSor;
+using sortest::written;
+
 namespace {
-
-std::string bytesOf(TSorBlock& block)
-{
-    TSorFile file("", "m");
-    block.Write(&file);
-    return std::string(file.GetData(), file.GetDataSize());
-}
-
-void readFrom(const std::string& bytes, TSorBlock& block, TSorFile& file)
-{
-    file.SetData(bytes.data(), bytes.size());
-    file.Seek(0);
-    block.Read(&file);
-}
-
-std::string le16(int value)
-{
-    const auto v = static_cast<std::uint16_t>(value);
-    return std::string{static_cast<char>(v & 0xFF), static_cast<char>(v >> 8)};
-}
 
 // Two levels with per-event sets and two parameters, every field away from
 // its default.
@@ -57,18 +43,6 @@ TSorBlockRFTSParameters filledBlock()
     return block;
 }
 
-std::string dampOf(const TSorBlock& block)
-{
-    char* text = nullptr;
-    std::size_t size = 0;
-    FILE* out = open_memstream(&text, &size);
-    block.Damp(out);
-    std::fclose(out);
-    std::string result(text, size);
-    std::free(text);
-    return result;
-}
-
 } // namespace
 
 TEST(RftsParametersTest, DefaultBlockIsEmptyWithoutActiveLevel)
@@ -86,29 +60,16 @@ TEST(RftsParametersTest, DefaultBlockIsEmptyWithoutActiveLevel)
 TEST(RftsParametersTest, RoundTripAtTheRevisionOfASave)
 {
     TSorBlockRFTSParameters block = filledBlock();
-    block.RevisionNo = 203;
-    const std::string bytes = bytesOf(block);
+    const std::string bytes = written(block, 203);
 
     TSorBlockRFTSParameters back;
-    back.RevisionNo = 203;
-    TSorFile file("", "m");
-    readFrom(bytes, back, file);
-    EXPECT_EQ(file.Status, fsOk);
-    EXPECT_EQ(file.Tell(), bytes.size());
-    EXPECT_EQ(bytesOf(back), bytes);
-
-    EXPECT_FALSE(back.BlockThresholdsSet.IsEnabled());
-    EXPECT_EQ(back.BlockThresholdsSet.LT.AbsoluteThreshold, 11);
-    EXPECT_EQ(back.ActiveLevel, 1);
-    EXPECT_EQ(back.GetTNL(), 2);
+    unsigned long end = 0;
+    EXPECT_EQ(readBack(back, bytes, 203, &end), fsOk);
+    EXPECT_EQ(end, bytes.size());
+    EXPECT_EQ(fieldLines(back), fieldLines(block));
+    EXPECT_EQ(written(back), bytes);
     ASSERT_NE(back.GetActiveLevel(), nullptr);
     EXPECT_EQ(back.GetActiveLevel()->LevelName, "Major");
-    EXPECT_EQ(back.GetLevel(TString("Minor"))->GetTNTS(), 3);
-    EXPECT_TRUE(back.GetLevel(1)->GetThresholdsSet(2)->DT.IsAbsolute());
-    EXPECT_EQ(back.GetLevel(1)->EELT.AbsoluteThreshold, 3000);
-    EXPECT_EQ(back.GetLevel(0)->LevelThresholdsSet.RT.RelativeThreshold, -250);
-    EXPECT_TRUE(back.GetUseUParameters());
-    EXPECT_EQ(back.GetTNUP(), 2);
     EXPECT_DOUBLE_EQ(back.GetUParameter(TString("NoLinkDistance"))->GetValue(), 2.5);
 }
 
@@ -119,22 +80,17 @@ TEST(RftsParametersTest, RevisionDecidesWhatIsStored)
     const std::size_t level = 2 + 6 + 26 + 2 + 3 * 26;   // Enabled, "Minor"/"Major", set, TNTS, sets
     const std::size_t parameters = 2 + 2 + (18 + 6) + (15 + 6);
 
-    block.RevisionNo = 201;  // no EELT, no universal parameters
-    EXPECT_EQ(bytesOf(block).size(), head + 2 * level);
-    block.RevisionNo = 202;  // universal parameters, still no EELT
-    EXPECT_EQ(bytesOf(block).size(), head + 2 * level + parameters);
-    block.RevisionNo = 203;
-    EXPECT_EQ(bytesOf(block).size(), head + 2 * (level + 6) + parameters);
+    EXPECT_EQ(written(block, 201).size(), head + 2 * level);  // no EELT, no universal parameters
+    EXPECT_EQ(written(block, 202).size(), head + 2 * level + parameters);  // still no EELT
+    EXPECT_EQ(written(block, 203).size(), head + 2 * (level + 6) + parameters);
     EXPECT_EQ(block.GetBlockSize(), static_cast<std::int32_t>(head + 2 * (level + 6) + parameters));
 
     // A block of 201 read back has no parameters even when the reader held some.
-    block.RevisionNo = 201;
-    const std::string old = bytesOf(block);
+    const std::string old = written(block, 201);
     TSorBlockRFTSParameters back = filledBlock();
-    back.RevisionNo = 201;
-    TSorFile file("", "m");
-    readFrom(old, back, file);
-    EXPECT_EQ(file.Tell(), old.size());
+    unsigned long end = 0;
+    EXPECT_EQ(readBack(back, old, 201, &end), fsOk);
+    EXPECT_EQ(end, old.size());
     EXPECT_EQ(back.GetTNL(), 2);
     EXPECT_EQ(back.GetTNUP(), 0);
     EXPECT_FALSE(back.GetUseUParameters());
@@ -143,27 +99,24 @@ TEST(RftsParametersTest, RevisionDecidesWhatIsStored)
 TEST(RftsParametersTest, RevisionTwoHundredIsANameOnly)
 {
     // Behind the name stands what would be a huge level count: it must not be looked at.
-    const std::string bytes = std::string("RFTSParams", 11) + std::string(26, '\x7F') + le16(5) + le16(65535);
+    const std::string bytes = Bytes().text("RFTSParams").raw(std::string(26, '\x7F')).i16(5).i16(65535).s;
     TSorBlockRFTSParameters block = filledBlock();
-    block.RevisionNo = 200;
-    TSorFile file("", "m");
-    readFrom(bytes, block, file);
-    EXPECT_EQ(file.Status, fsOk);
-    EXPECT_EQ(file.Tell(), 11u);
+    unsigned long end = 0;
+    EXPECT_EQ(readBack(block, bytes, 200, &end), fsOk);
+    EXPECT_EQ(end, 11u);
     EXPECT_TRUE(block.IsEmpty());
     EXPECT_EQ(block.GetTNUP(), 0);
     EXPECT_EQ(block.ActiveLevel, -1);
 
     block = filledBlock();
-    block.RevisionNo = 200;
-    EXPECT_EQ(bytesOf(block), std::string("RFTSParams", 11));
+    EXPECT_EQ(written(block, 200), std::string("RFTSParams", 11));
 }
 
 TEST(RftsParametersTest, DumpShowsTheLevelCountOnTheActiveLevelLine)
 {
     TSorBlockRFTSParameters block = filledBlock();
     block.SetActiveLevel(0);
-    const std::string text = dampOf(block);
+    const std::string text = sortest::dampOf(block);
     // Old dumps print TNL where the active level is named; readers expect that.
     EXPECT_NE(text.find("BID='RFTSParams'\n"), std::string::npos) << text;
     EXPECT_NE(text.find("ActiveLevel=2\tTNL=2"), std::string::npos) << text;
@@ -171,45 +124,27 @@ TEST(RftsParametersTest, DumpShowsTheLevelCountOnTheActiveLevelLine)
     EXPECT_NE(text.find("Name=NoLinkDistance\tValue=25\tScale=10"), std::string::npos) << text;
 }
 
-TEST(RftsParametersTest, NullFileThrows)
-{
-    TSorBlockRFTSParameters block;
-    try {
-        block.Read(nullptr);
-        FAIL() << "no exception";
-    } catch (const TSorException& e) {
-        EXPECT_STREQ(e.what(), "Null pointer exception");
-    }
-    EXPECT_THROW(block.Write(nullptr), TSorException);
-}
-
 TEST(RftsParametersTest, HostileCountsAndTruncationEndLikeAShortRead)
 {
     TSorBlockRFTSParameters block = filledBlock();
-    block.RevisionNo = 203;
-    const std::string good = bytesOf(block);
+    const std::string good = written(block, 203);
 
     // A level count that 60 bytes cannot hold.
-    std::string hostile = good.substr(0, 11 + 26 + 2) + le16(65535) + std::string(60, '\0');
+    const std::string hostile = good.substr(0, 11 + 26 + 2) + Bytes().i16(65535).s + std::string(60, '\0');
     TSorBlockRFTSParameters back;
-    back.RevisionNo = 203;
-    TSorFile file("", "m");
-    readFrom(hostile, back, file);
-    EXPECT_EQ(file.Status, fsEndOfFile);
+    EXPECT_EQ(readBack(back, hostile, 203), fsEndOfFile);
     EXPECT_EQ(back.GetTNL(), 0);
 
     // Cut at every length: no crash, and the counts always match the arrays.
     for (std::size_t cut = 0; cut < good.size(); ++cut) {
         TSorBlockRFTSParameters part;
-        part.RevisionNo = 203;
-        TSorFile f("", "m");
-        readFrom(good.substr(0, cut), part, f);
+        EXPECT_NE(readBack(part, good.substr(0, cut), 203), fsOk) << cut;
         EXPECT_EQ(part.GetTNL(), part.Levels.count) << cut;
         EXPECT_EQ(part.GetTNUP(), part.UParameters.count) << cut;
         for (int i = 0; i < part.Levels.count; ++i)
             EXPECT_EQ(part.GetLevel(i)->GetTNTS(), part.GetLevel(i)->ThresholdsSets.count) << cut;
-        EXPECT_NE(f.Status, fsOk) << cut;
     }
+    EXPECT_TRUE(sortest::nullFileRefused(back));
 }
 
 TEST(RftsParametersTest, LevelNamesAreUniqueWhenAddingAndSetting)
@@ -259,13 +194,8 @@ TEST(RftsParametersTest, InsertLevelChecksTheParameterNames)
 TEST(RftsParametersTest, ActiveLevelIsBoundedByTheLevels)
 {
     TSorBlockRFTSParameters block = filledBlock();
-    try {
-        block.SetActiveLevel(2);
-        FAIL() << "no exception";
-    } catch (const TSorException& e) {
-        EXPECT_STREQ(e.what(), "Index out of bounds");
-    }
-    EXPECT_THROW(block.SetActiveLevel(-1), TSorException);
+    for (const int outside : {2, -1})
+        EXPECT_TRUE(throwsSor(TSorException::IndexOutOfBounds, [&] { block.SetActiveLevel(outside); })) << outside;
     EXPECT_EQ(block.ActiveLevel, 1);
     block.SetActiveLevel(0);
     EXPECT_EQ(block.GetActiveLevel()->LevelName, "Minor");
@@ -346,15 +276,12 @@ TEST(RftsParametersTest, AssignIsDeep)
     TSorBlockRFTSParameters block = filledBlock();
     TSorBlockRFTSParameters copy;
     copy.Assign(block);
+    const std::vector<std::string> before = fieldLines(block);
+    EXPECT_EQ(fieldLines(copy), before);
     block.GetLevel(0)->LevelName = "Changed";
     block.GetLevel(0)->GetThresholdsSet(0)->Disable();
     block.GetUParameter(0)->SetValue(99);
-    EXPECT_EQ(copy.GetLevel(0)->LevelName, "Minor");
-    EXPECT_TRUE(copy.GetLevel(0)->GetThresholdsSet(0)->IsEnabled());
-    EXPECT_DOUBLE_EQ(copy.GetUParameter(0)->GetValue(), 0.125);
-    EXPECT_EQ(copy.ActiveLevel, 1);
-    EXPECT_EQ(copy.GetTNL(), 2);
-    EXPECT_EQ(copy.GetTNUP(), 2);
+    EXPECT_EQ(fieldLines(copy), before);
 }
 
 TEST(RftsParametersTest, DefaultsOfTheKnownParametersFollowPulseAndSpacing)

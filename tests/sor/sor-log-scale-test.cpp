@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
-#include <vector>
-
-#include <cmath>
-#include <limits>
 #include <thread>
 #include <vector>
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 #include "sor/sor-block-aux-parameters.h"
 #include "sor/sor-block-data-points.h"
@@ -82,6 +83,105 @@ private:
 };
 
 } // namespace
+
+Bytes& Bytes::text(const std::string& t)
+{
+    s.append(t.c_str(), t.size() + 1);
+    return *this;
+}
+
+Bytes& Bytes::raw(const std::string& t)
+{
+    s += t;
+    return *this;
+}
+
+Bytes& Bytes::raw(const char* t, std::size_t n)
+{
+    s.append(t, n);
+    return *this;
+}
+
+Bytes& Bytes::i16(long v)
+{
+    return littleEndian(v, 2);
+}
+
+Bytes& Bytes::i32(long v)
+{
+    return littleEndian(v, 4);
+}
+
+Bytes& Bytes::littleEndian(long v, int n)
+{
+    for (int i = 0; i < n; ++i)
+        s.push_back(static_cast<char>((static_cast<unsigned long>(v) >> (8 * i)) & 0xFF));
+    return *this;
+}
+
+std::string written(TSorBlock& block)
+{
+    TSorFile file("", "m");
+    block.Write(&file);
+    return file.GetDataSize() == 0 ? std::string() : std::string(file.GetData(), file.GetDataSize());
+}
+
+std::string written(TSorBlock& block, std::uint16_t revision)
+{
+    block.RevisionNo = revision;
+    return written(block);
+}
+
+std::int32_t readBack(TSorBlock& block, const std::string& bytes, std::uint16_t revision, unsigned long* end)
+{
+    block.RevisionNo = revision;
+    return readBack(block, bytes, end);
+}
+
+std::int32_t readBack(TSorBlock& block, const std::string& bytes, unsigned long* end)
+{
+    TSorFile file("", "m");
+    file.SetData(bytes.data(), static_cast<unsigned long>(bytes.size()));
+    file.Seek(0);
+    block.Read(&file);
+    const std::int32_t status = file.Status;
+    if (end != nullptr)
+        *end = file.Tell();
+    return status;
+}
+
+std::string dampOf(const TSorBlock& block)
+{
+    char* text = nullptr;
+    std::size_t size = 0;
+    FILE* out = open_memstream(&text, &size);
+    block.Damp(out);
+    std::fclose(out);
+    std::string result(text, size);
+    std::free(text);
+    return result;
+}
+
+::testing::AssertionResult throwsSor(TSorException::Kind kind, const std::function<void()>& action)
+{
+    try {
+        action();
+    } catch (const TSorException& e) {
+        if (e.GetKind() == kind)
+            return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << "threw \"" << e.what() << "\"";
+    }
+    return ::testing::AssertionFailure() << "did not throw";
+}
+
+::testing::AssertionResult nullFileRefused(TSorBlock& block)
+{
+    if (auto read = throwsSor(TSorException::NullPointer, [&] { block.Read(nullptr); }); !read)
+        return read << " on Read of a null file";
+    if (auto write = throwsSor(TSorException::NullPointer, [&] { block.Write(nullptr); }); !write)
+        return write << " on Write of a null file";
+    return ::testing::AssertionSuccess();
+}
 
 std::vector<std::string> fieldLines(const TSorBlock& block)
 {
