@@ -161,33 +161,18 @@ bool DiskSorFileBackend::readTyped(unsigned char* bytes, unsigned width)
     return true;
 }
 
-void DiskSorFileBackend::Read(std::int16_t& value)
+template <class T>
+void DiskSorFileBackend::readValue(T& value)
 {
-    unsigned char bytes[2];
-    if (readTyped(bytes, 2))
-        value = decodeLittleEndian<std::int16_t>(bytes);
+    unsigned char bytes[sizeof(T)];
+    if (readTyped(bytes, sizeof(T)))
+        value = decodeLittleEndian<T>(bytes);
 }
 
-void DiskSorFileBackend::Read(std::uint16_t& value)
-{
-    unsigned char bytes[2];
-    if (readTyped(bytes, 2))
-        value = decodeLittleEndian<std::uint16_t>(bytes);
-}
-
-void DiskSorFileBackend::Read(std::int32_t& value)
-{
-    unsigned char bytes[4];
-    if (readTyped(bytes, 4))
-        value = decodeLittleEndian<std::int32_t>(bytes);
-}
-
-void DiskSorFileBackend::Read(std::uint32_t& value)
-{
-    unsigned char bytes[4];
-    if (readTyped(bytes, 4))
-        value = decodeLittleEndian<std::uint32_t>(bytes);
-}
+void DiskSorFileBackend::Read(std::int16_t& value) { readValue(value); }
+void DiskSorFileBackend::Read(std::uint16_t& value) { readValue(value); }
+void DiskSorFileBackend::Read(std::int32_t& value) { readValue(value); }
+void DiskSorFileBackend::Read(std::uint32_t& value) { readValue(value); }
 
 unsigned long DiskSorFileBackend::Tell()
 {
@@ -272,31 +257,47 @@ unsigned long DiskSorFileBackend::BytesLeft()
     return static_cast<unsigned long>(info.st_size - position);
 }
 
-// ---- MemorySorFileBackend ----
-
-MemorySorFileBackend::MemorySorFileBackend(TSorFile* file) : SorFileBackend(file) {}
+// ---- BufferSorFileBackend ----
 
 template <class T>
-void MemorySorFileBackend::readTyped(T& value)
+void BufferSorFileBackend::readTyped(T& value)
 {
-    if (!readFromSpan(bytes.data(), bytes.size(), position, value))
+    if (!readFromSpan(Span(), SpanSize(), position, value))
         SetStatus(fsEndOfFile);
 }
 
-void MemorySorFileBackend::Read(std::int16_t& value) { readTyped(value); }
-void MemorySorFileBackend::Read(std::uint16_t& value) { readTyped(value); }
-void MemorySorFileBackend::Read(std::int32_t& value) { readTyped(value); }
-void MemorySorFileBackend::Read(std::uint32_t& value) { readTyped(value); }
-
-void MemorySorFileBackend::Seek(unsigned long target)
+void BufferSorFileBackend::Seek(unsigned long target)
 {
-    if (target > bytes.size()) {
+    if (target > SpanSize()) {
         SetStatus(fsSeekError);
         return;
     }
     SetStatus(fsOk);
     position = target;
 }
+
+void BufferSorFileBackend::ReadImpl(TString& text)
+{
+    if (!textFromSpan(Span(), SpanSize(), position, text))
+        SetStatus(fsEndOfFile);
+}
+
+unsigned long BufferSorFileBackend::ReadImpl(char* buffer, unsigned long n)
+{
+    const unsigned long got = rawFromSpan(Span(), SpanSize(), position, buffer, n);
+    if (got < n)
+        SetStatus(fsEndOfFile);
+    return got;
+}
+
+unsigned long BufferSorFileBackend::BytesLeft()
+{
+    return position < SpanSize() ? SpanSize() - position : 0;
+}
+
+// ---- MemorySorFileBackend ----
+
+MemorySorFileBackend::MemorySorFileBackend(TSorFile* file) : BufferSorFileBackend(file) {}
 
 void MemorySorFileBackend::WriteBufImpl(const char* buffer, unsigned long n)
 {
@@ -305,25 +306,6 @@ void MemorySorFileBackend::WriteBufImpl(const char* buffer, unsigned long n)
         bytes.resize(position + n);
     std::memcpy(bytes.data() + position, buffer, n);
     position += n;
-}
-
-void MemorySorFileBackend::ReadImpl(TString& text)
-{
-    if (!textFromSpan(bytes.data(), bytes.size(), position, text))
-        SetStatus(fsEndOfFile);
-}
-
-unsigned long MemorySorFileBackend::ReadImpl(char* buffer, unsigned long n)
-{
-    const unsigned long got = rawFromSpan(bytes.data(), bytes.size(), position, buffer, n);
-    if (got < n)
-        SetStatus(fsEndOfFile);
-    return got;
-}
-
-unsigned long MemorySorFileBackend::BytesLeft()
-{
-    return position < bytes.size() ? bytes.size() - position : 0;
 }
 
 void MemorySorFileBackend::Resize(unsigned long size)
@@ -346,30 +328,8 @@ unsigned long VirtualSorFileBackend::BytesLeft()
 
 FixedBufferSorFileBackend::FixedBufferSorFileBackend(TSorFile* file, const char* readFrom, char* writeTo,
                                                      unsigned long bufferSize)
-    : SorFileBackend(file), readData(readFrom), writeData(writeTo), size(bufferSize)
+    : BufferSorFileBackend(file), readData(readFrom), writeData(writeTo), size(bufferSize)
 {
-}
-
-template <class T>
-void FixedBufferSorFileBackend::readTyped(T& value)
-{
-    if (!readFromSpan(readData, size, position, value))
-        SetStatus(fsEndOfFile);
-}
-
-void FixedBufferSorFileBackend::Read(std::int16_t& value) { readTyped(value); }
-void FixedBufferSorFileBackend::Read(std::uint16_t& value) { readTyped(value); }
-void FixedBufferSorFileBackend::Read(std::int32_t& value) { readTyped(value); }
-void FixedBufferSorFileBackend::Read(std::uint32_t& value) { readTyped(value); }
-
-void FixedBufferSorFileBackend::Seek(unsigned long target)
-{
-    if (target > size) {
-        SetStatus(fsSeekError);
-        return;
-    }
-    SetStatus(fsOk);
-    position = target;
 }
 
 void FixedBufferSorFileBackend::WriteBufImpl(const char* buffer, unsigned long n)
@@ -385,18 +345,4 @@ void FixedBufferSorFileBackend::WriteBufImpl(const char* buffer, unsigned long n
     }
     std::memcpy(writeData + position, buffer, n);
     position += n;
-}
-
-void FixedBufferSorFileBackend::ReadImpl(TString& text)
-{
-    if (!textFromSpan(readData, size, position, text))
-        SetStatus(fsEndOfFile);
-}
-
-unsigned long FixedBufferSorFileBackend::ReadImpl(char* buffer, unsigned long n)
-{
-    const unsigned long got = rawFromSpan(readData, size, position, buffer, n);
-    if (got < n)
-        SetStatus(fsEndOfFile);
-    return got;
 }

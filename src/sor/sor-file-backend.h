@@ -72,38 +72,64 @@ public:
 private:
     // One typed read of `width` bytes, fed to the checksum when it succeeds.
     bool readTyped(unsigned char* bytes, unsigned width);
+    template <class T>
+    void readValue(T& value);
 
     std::string fileName;
     std::FILE* stream = nullptr;
 };
 
-class FIBERTEST_SOR_EXPORT MemorySorFileBackend : public SorFileBackend
+// What the memory and the fixed-buffer files share: reading from bytes held
+// in memory, with a position of their own. At the end of the data a typed
+// read leaves its target and the position as they are.
+class FIBERTEST_SOR_EXPORT BufferSorFileBackend : public SorFileBackend
+{
+public:
+    using SorFileBackend::SorFileBackend;
+
+    void Read(std::int16_t& value) override { readTyped(value); }
+    void Read(std::uint16_t& value) override { readTyped(value); }
+    void Read(std::int32_t& value) override { readTyped(value); }
+    void Read(std::uint32_t& value) override { readTyped(value); }
+    unsigned long Tell() override { return position; }
+    // Inside the data or exactly at its end; otherwise fsSeekError and the
+    // position stays.
+    void Seek(unsigned long target) override;
+    void ReadImpl(TString& text) override;
+    unsigned long ReadImpl(char* buffer, unsigned long n) override;
+    unsigned long BytesLeft() override;
+
+protected:
+    // The bytes readable now.
+    [[nodiscard]] virtual const char* Span() const = 0;
+    [[nodiscard]] virtual unsigned long SpanSize() const = 0;
+
+    unsigned long position = 0;
+
+private:
+    template <class T>
+    void readTyped(T& value);
+};
+
+class FIBERTEST_SOR_EXPORT MemorySorFileBackend : public BufferSorFileBackend
 {
 public:
     explicit MemorySorFileBackend(TSorFile* owner);
 
-    void Read(std::int16_t& value) override;
-    void Read(std::uint16_t& value) override;
-    void Read(std::int32_t& value) override;
-    void Read(std::uint32_t& value) override;
-    unsigned long Tell() override { return position; }
-    void Seek(unsigned long target) override;
+    // Grows the vector as far as needed; a write in the middle overwrites.
     void WriteBufImpl(const char* buffer, unsigned long n) override;
-    void ReadImpl(TString& text) override;
-    unsigned long ReadImpl(char* buffer, unsigned long n) override;
-    unsigned long BytesLeft() override;
 
     [[nodiscard]] std::vector<char>& Bytes() { return bytes; }
     [[nodiscard]] const std::vector<char>& Bytes() const { return bytes; }
     // Resizes (zero-filling growth) and pulls the position back to the end.
     void Resize(unsigned long size);
 
-private:
-    template <class T>
-    void readTyped(T& value);
+protected:
+    [[nodiscard]] const char* Span() const override { return bytes.data(); }
+    [[nodiscard]] unsigned long SpanSize() const override { return bytes.size(); }
 
+private:
     std::vector<char> bytes;
-    unsigned long position = 0;
 };
 
 class FIBERTEST_SOR_EXPORT VirtualSorFileBackend : public SorFileBackend
@@ -128,33 +154,25 @@ private:
     unsigned long position = 0;
 };
 
-class FIBERTEST_SOR_EXPORT FixedBufferSorFileBackend : public SorFileBackend
+class FIBERTEST_SOR_EXPORT FixedBufferSorFileBackend : public BufferSorFileBackend
 {
 public:
     // `writeData` null makes the buffer read-only.
     FixedBufferSorFileBackend(TSorFile* owner, const char* readData, char* writeData, unsigned long size);
 
-    void Read(std::int16_t& value) override;
-    void Read(std::uint16_t& value) override;
-    void Read(std::int32_t& value) override;
-    void Read(std::uint32_t& value) override;
-    unsigned long Tell() override { return position; }
-    void Seek(unsigned long target) override;
+    // fsWriteError when read-only, fsSizeError past the end; nothing is written then.
     void WriteBufImpl(const char* buffer, unsigned long n) override;
-    void ReadImpl(TString& text) override;
-    unsigned long ReadImpl(char* buffer, unsigned long n) override;
-    unsigned long BytesLeft() override { return size - position; }
 
     [[nodiscard]] const char* ReadData() const { return readData; }
     [[nodiscard]] char* WriteData() { return writeData; }
     [[nodiscard]] unsigned long Size() const { return size; }
 
-private:
-    template <class T>
-    void readTyped(T& value);
+protected:
+    [[nodiscard]] const char* Span() const override { return readData; }
+    [[nodiscard]] unsigned long SpanSize() const override { return size; }
 
+private:
     const char* readData;
     char* writeData;
     unsigned long size;
-    unsigned long position = 0;
 };

@@ -1,4 +1,5 @@
 #include "cli-app.h"
+#include "cli-test-helpers.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -9,23 +10,11 @@
 
 #include "util/version.h"
 
+using clitest::Outcome;
+using clitest::runTool;
+
 namespace {
 
-struct Outcome
-{
-    int status;
-    std::string out;
-    std::string err;
-};
-
-Outcome runTool(const std::vector<std::string>& args)
-{
-    std::ostringstream out;
-    std::ostringstream err;
-    cli::Context context{out, err, false};
-    const int status = cli::run(args, context);
-    return {status, out.str(), err.str()};
-}
 
 // Runs the installed-style program itself, for what only main() does.
 Outcome runProgram(const std::string& args)

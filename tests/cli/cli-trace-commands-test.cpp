@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cli-app.h"
+#include "cli-test-helpers.h"
 #include "sor/sor-block-general-parameters.h"
 #include "sor/sor-block-key-events.h"
 #include "sor/sor-data.h"
@@ -16,23 +17,11 @@ using testsupport::readFile;
 using testsupport::TempDir;
 using testsupport::writeFile;
 
+using clitest::Outcome;
+using clitest::runTool;
+
 namespace {
 
-struct Outcome
-{
-    int status;
-    std::string out;
-    std::string err;
-};
-
-Outcome runTool(const std::vector<std::string>& args)
-{
-    std::ostringstream out;
-    std::ostringstream err;
-    cli::Context context{out, err, false};
-    const int status = cli::run(args, context);
-    return {status, out.str(), err.str()};
-}
 
 std::vector<std::string> sharedTraces()
 {
