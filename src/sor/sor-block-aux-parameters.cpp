@@ -9,6 +9,7 @@
 #include "sor/sor-field-visitor.h"
 #include "sor/sor-file.h"
 #include "sor/sor-log-scale.h"
+#include "util/saturating-cast.h"
 #include "util/time-util.h"
 
 namespace {
@@ -24,20 +25,6 @@ constexpr unsigned long gainIntervalBytes = 8;
 constexpr unsigned long vlRecordBytes = 4;
 // FLevel*10 above this in a file is taken for 10.
 constexpr std::int16_t maxFilterLevel10 = 100;
-
-// trunc(v) held within the range of T; NaN gives 0.
-template <class T>
-T clampTrunc(double v)
-{
-    if (std::isnan(v))
-        return 0;
-    const double t = std::trunc(v);
-    if (t <= static_cast<double>(std::numeric_limits<T>::min()))
-        return std::numeric_limits<T>::min();
-    if (t >= static_cast<double>(std::numeric_limits<T>::max()))
-        return std::numeric_limits<T>::max();
-    return static_cast<T>(t);
-}
 
 // Moves forward over bytes a newer writer added to a self-sized record. A
 // length beyond the data ends like a short read; after a failed read there
@@ -784,7 +771,7 @@ void TSorBlockAUXParameters::SetFilterLevel(double level, int dyn)
     auto bits = static_cast<std::uint16_t>(static_cast<std::uint16_t>(Flags) & ~0x0070u);
     if (dyn != 0)
         bits = static_cast<std::uint16_t>(bits | 0x0010u);
-    FLevel10 = clampTrunc<std::int16_t>(level * 10.0 + 0.5);
+    FLevel10 = truncSaturated<std::int16_t>(level * 10.0 + 0.5);
     if (level >= 1.5)
         bits = static_cast<std::uint16_t>(bits | 0x0040u);
     else if (level >= 0.9)
@@ -821,8 +808,8 @@ double TSorBlockAUXParameters::fZero() const
 
 void TSorBlockAUXParameters::SetSQO(double a, double b)
 {
-    SQO0 = clampTrunc<std::uint16_t>(a * 100.0 + 0.5);
-    SQO1 = clampTrunc<std::uint16_t>(b * 100.0 + 0.5);
+    SQO0 = truncSaturated<std::uint16_t>(a * 100.0 + 0.5);
+    SQO1 = truncSaturated<std::uint16_t>(b * 100.0 + 0.5);
 }
 
 double TSorBlockAUXParameters::GetSQO(int i) const
@@ -846,10 +833,10 @@ void TSorBlockAUXParameters::SetLF(double v)
     if (v >= 3.0) {
         // trunc(log10(v) * 5000 + 0.5) - 32768 in 16 bits is the code with
         // the top bit set; held to the 15 bits so that the top bit stays.
-        const auto code = clampTrunc<std::uint16_t>(std::log10(v) * 5000.0 + 0.5);
+        const auto code = truncSaturated<std::uint16_t>(std::log10(v) * 5000.0 + 0.5);
         LF = static_cast<std::uint16_t>(0x8000u | std::min<unsigned>(code, 0x7FFFu));
     } else {
-        LF = clampTrunc<std::uint16_t>(v * 10000.0 + 0.5);
+        LF = truncSaturated<std::uint16_t>(v * 10000.0 + 0.5);
     }
 }
 

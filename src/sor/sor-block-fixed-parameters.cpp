@@ -6,6 +6,7 @@
 
 #include "sor/sor-field-visitor.h"
 #include "sor/sor-file.h"
+#include "util/saturating-cast.h"
 #include "util/time-util.h"
 
 namespace {
@@ -16,21 +17,6 @@ constexpr double dsScale = 10000.0;                // DS counts 1/10000 of 100 p
 constexpr double lightSpeed = 299792.5;            // km/s, the constant of every distance in the system
 constexpr double giScale = 1e-5;                   // GI is the group index x 100000
 constexpr double owtUnit = 1e-10;                  // one OWT unit is 100 ps
-
-// `value` truncated and held within the range of T; NaN gives 0. Converting
-// a double that T cannot hold would be undefined, and the 16-bit fields of
-// the format cannot hold every level a caller may pass.
-template <class T>
-T saturate(double value)
-{
-    if (std::isnan(value))
-        return 0;
-    if (value <= static_cast<double>(std::numeric_limits<T>::min()))
-        return std::numeric_limits<T>::min();
-    if (value >= static_cast<double>(std::numeric_limits<T>::max()))
-        return std::numeric_limits<T>::max();
-    return static_cast<T>(std::trunc(value));
-}
 
 // Sums of point counts are taken in 64 bits: a long has 32 on the instrument,
 // and a hostile file may hold counts that overflow it.
@@ -299,7 +285,7 @@ double TSorBlockFixedParameters::GetNsPulse(double owt) const
     if (segmentCount() == 0)
         return 0.0;
     // The whole part of the point, held in range even for a NaN time.
-    return PWU[NumToNPW(saturate<long>(OwtTofNum(owt)))];
+    return PWU[NumToNPW(truncSaturated<long>(OwtTofNum(owt)))];
 }
 
 double TSorBlockFixedParameters::GetNF() const
@@ -312,10 +298,10 @@ double TSorBlockFixedParameters::GetNF() const
 void TSorBlockFixedParameters::SetNF(double level)
 {
     if (level < -65.535)
-        NFSF = saturate<std::int16_t>(level / -65.0 * 1000.0);
+        NFSF = truncSaturated<std::int16_t>(level / -65.0 * 1000.0);
     if (NFSF == 0)
         NFSF = 1000;
-    NF = saturate<std::uint16_t>(-level / NFSF * 1e6);
+    NF = truncSaturated<std::uint16_t>(-level / NFSF * 1e6);
 }
 
 TString TSorBlockFixedParameters::GetDateTimeStr() const
