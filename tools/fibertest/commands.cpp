@@ -11,6 +11,7 @@ const std::vector<Command>& commands()
         resaveCommand(),
         editCommand(),
         demoCommand(),
+        synthCommand(),
     };
     return all;
 }

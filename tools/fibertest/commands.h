@@ -11,5 +11,6 @@ namespace cli {
 [[nodiscard]] Command resaveCommand();
 [[nodiscard]] Command editCommand();
 [[nodiscard]] Command demoCommand();
+[[nodiscard]] Command synthCommand();
 
 } // namespace cli
