@@ -89,5 +89,9 @@ TEST(CliAppTest, ProgramReportsStatusAndOutput)
     const auto demo = runProgram("demo");
     EXPECT_EQ(demo.status, 0);
     EXPECT_NE(demo.out.find("0x29B1"), std::string::npos);
+    // The simulated link is measured back to what it was made of.
+    EXPECT_NE(demo.out.find("status 0, genuine"), std::string::npos);
+    EXPECT_NE(demo.out.find("0.200 dB/km fitted"), std::string::npos);
+    EXPECT_NE(demo.out.find("0.150 dB across the splice"), std::string::npos);
     EXPECT_EQ(runProgram("demo > /dev/full").status, 1) << "a failed write of the output is reported";
 }

@@ -1,9 +1,12 @@
 // fibertest demo: shows what the library holds by using each part of it.
+#include <cmath>
 #include <cstdio>
 #include <ostream>
 #include <string>
 
 #include "commands.h"
+#include "ref/ref-event.h"
+#include "ref/ref-math.h"
 #include "sor/sor-block-data-points.h"
 #include "sor/sor-block-fixed-parameters.h"
 #include "sor/sor-block-general-parameters.h"
@@ -13,6 +16,7 @@
 #include "sor/sor-data.h"
 #include "sor/sor-exception.h"
 #include "sor/sor-file.h"
+#include "sim/sim-trace.h"
 #include "util/base64.h"
 #include "util/crc.h"
 #include "util/gzip.h"
@@ -40,6 +44,53 @@ std::string hex(const std::string& raw)
 void row(std::ostream& out, const std::string& what, const std::string& shown)
 {
     out << "  " << what << std::string(what.size() < 22 ? 22 - what.size() : 1, ' ') << shown << "\n";
+}
+
+// A link made up here, shot by the simulator, and measured back with the
+// trace mathematics: what the fits find against what the link is.
+void showSimulatorAndMaths(std::ostream& out)
+{
+    out << "\nSimulator and trace mathematics\n";
+    const char* const link = R"({
+      "otdr": {"wavelength_nm": 1550, "pulse_ns": 100, "spacing_m": 1.0, "range_km": 30,
+               "launch_dB": -3.0, "noise_floor_dB": -32.0, "seed": 3},
+      "link": [
+        {"connector": {"loss_dB": 0.4, "reflectance_dB": -50}},
+        {"fiber": {"km": 10.0, "dB_per_km": 0.20}},
+        {"splice": {"loss_dB": 0.15}},
+        {"fiber": {"km": 8.0, "dB_per_km": 0.21}},
+        {"end": {"reflectance_dB": -14}}
+      ]})";
+    const std::string bytes = SimSynthesize(link, SimShotOptions{}, false);
+    TSorFile file(bytes.data(), static_cast<unsigned long>(bytes.size()));
+    TSorData trace;
+    trace.Read(&file);
+    row(out, "simulated shot", std::to_string(bytes.size()) + " bytes, " +
+                                   std::to_string(trace.DataPts->GetPointsNum()) + " points, status " +
+                                   std::to_string(file.Status) + (trace.Untrusted == 0 ? ", genuine" : ", untrusted"));
+
+    // km of a one-way time, and the time of a km, on this trace.
+    const double kmPerOwt = 299792.5 / (trace.FxdParams->GI * 1e-5) * 1e-10;
+    auto owt = [&](double km) { return km / kmPerOwt; };
+    double slope = 0;
+    double intercept = 0;
+    RefMathLSL(&trace, owt(1.0), owt(9.0), slope, intercept);
+    char text[160];
+    std::snprintf(text, sizeof text, "%.3f dB/km fitted over 1-9 km (the link: 0.200)", -slope / kmPerOwt);
+    row(out, "attenuation", text);
+
+    double before = 0;
+    double after = 0;
+    double unused = 0;
+    RefMathLSL2(&trace, owt(8.0), owt(9.9), unused, before);
+    RefMathLSL2(&trace, owt(10.1), owt(12.0), after, unused);
+    const double step = before - after - 0.2 * 0.1 - 0.21 * 0.1;
+    std::snprintf(text, sizeof text, "%.3f dB across the splice at 10 km (the link: 0.150)", step);
+    row(out, "splice loss", text);
+
+    const double height = RefEventReflectionPower(&trace, owt(18.0), -14.0);
+    std::snprintf(text, sizeof text, "a -14 dB end stands %.1f dB above the backscatter at 100 ns", height);
+    row(out, "reflection height", text);
 }
 
 int runDemo(const ParsedArgs&, Context& context)
@@ -125,8 +176,9 @@ int runDemo(const ParsedArgs&, Context& context)
     row(out, "block errors", std::string("\"") + TSorException::Text(TSorException::NullPointer) + "\", \"" +
                                  TSorException::Text(TSorException::BadData) + "\", \"" +
                                  TSorException::Text(TSorException::IndexOutOfBounds) + "\"");
-    out << "\nStill to come: trace mathematics, automatic analysis, the link map, the simulator,\n"
-           "results, cloud, instrument access and the application shell.\n";
+    showSimulatorAndMaths(out);
+    out << "\nStill to come: automatic analysis, the link map, results, cloud, instrument access\n"
+           "and the application shell.\n";
     return ExitDone;
 }
 
