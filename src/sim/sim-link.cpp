@@ -10,21 +10,14 @@
 #include <map>
 #include <set>
 
+#include "sim/sim-error-p.h"
+
+using detail::sim::fail;
+using detail::sim::numberText;
+
 namespace {
 
 using Object = picojson::object;
-
-[[noreturn]] void fail(const std::string& key, const std::string& what)
-{
-    throw SimError(key + ": " + what);
-}
-
-std::string numberText(double v)
-{
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%g", v);
-    return buffer;
-}
 
 // The allowed range of a number, for the check and its message.
 struct Range

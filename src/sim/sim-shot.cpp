@@ -7,6 +7,11 @@
 #include <limits>
 #include <string>
 
+#include "sim/sim-error-p.h"
+
+using detail::sim::fail;
+using detail::sim::numberText;
+
 namespace {
 
 // The speed of light of every distance in the trace model, km/s.
@@ -30,18 +35,6 @@ double interpolate(const double (*table)[2], std::size_t n, int nm)
             return table[i - 1][1] + f * (table[i][1] - table[i - 1][1]);
         }
     return table[n - 1][1];
-}
-
-[[noreturn]] void fail(const std::string& key, const std::string& what)
-{
-    throw SimError(key + ": " + what);
-}
-
-std::string shown(double v)
-{
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%g", v);
-    return buffer;
 }
 
 // A link cut into its three parts: the elements at the instrument's port
@@ -244,8 +237,8 @@ void makeGrid(SimShot& shot, const SimLimits& limits)
     shot.rangeOwt = static_cast<std::int32_t>(std::lround(shot.rangeKm * shot.owtPerKm));
     const double points = std::floor(shot.rangeOwt / shot.stepOwt()) + 1.0;
     if (points > static_cast<double>(limits.maxPoints))
-        fail("otdr.range_km", "a range of " + shown(shot.rangeKm) + " km at " + shown(shot.spacingM) +
-                                  " m makes " + shown(points) + " points; at most " +
+        fail("otdr.range_km", "a range of " + numberText(shot.rangeKm) + " km at " + numberText(shot.spacingM) +
+                                  " m makes " + numberText(points) + " points; at most " +
                                   std::to_string(limits.maxPoints));
     if (points < 2.0)
         fail("otdr.range_km", "shorter than two points");
@@ -319,7 +312,7 @@ SimShot SimResolveShot(const SimLink& link, const SimShotOptions& options, const
         fiberKm += middle.back().km;
     }
     if (fiberKm > 500.0)
-        fail("link", "the fibers add up to " + shown(fiberKm) + " km; at most 500");
+        fail("link", "the fibers add up to " + numberText(fiberKm) + " km; at most 500");
     // Without an end element the link ends in a non-reflective break.
     SimElement implicitEnd;
     implicitEnd.kind = SimElementKind::End;
