@@ -4,6 +4,7 @@
 #   make test    install what is missing, build, run every test, and a short
 #                run of each fuzz target (clang, under the sanitizers)
 #   make asan    the tests under AddressSanitizer and UndefinedBehaviorSanitizer
+#   make tsan    the tests under ThreadSanitizer
 #   make fuzz    build the fuzz targets with clang and run each briefly
 #   make bench   build and run the benchmarks
 #   make install install into PREFIX (default /usr/local)
@@ -12,7 +13,7 @@ PRESET ?= default
 PREFIX ?= /usr/local
 BUILD_DIR := build/$(PRESET)
 
-.PHONY: demo test asan fuzz fuzz-smoke bench install setup configure build clean
+.PHONY: demo test asan tsan fuzz fuzz-smoke bench install setup configure build clean
 
 demo: build
 	$(BUILD_DIR)/tools/fibertest/fibertest demo
@@ -32,6 +33,9 @@ fuzz-smoke: setup
 
 asan:
 	$(MAKE) test PRESET=asan
+
+tsan:
+	$(MAKE) test PRESET=tsan
 
 fuzz: fuzz-smoke
 

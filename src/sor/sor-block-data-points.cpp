@@ -479,7 +479,8 @@ void TSorBlockDataPoints::SetRawLevelToAppropriateSubBlock(long num, std::uint16
 
 // Every load converts every point; where the processor has wider vectors a
 // second version of the loop uses them, chosen once when the library loads.
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
+// (Not under ThreadSanitizer: the chooser runs before its runtime is up.)
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(__SANITIZE_THREAD__)
 __attribute__((target_clones("avx2", "default")))
 #endif
 void TSorBlockDataPoints::RebuildWholeCache()
