@@ -1,0 +1,252 @@
+// Measuring the events of the auto filter: reflections, falls, double
+// peaks, ringing, and where the trace settles behind an event.
+#include <algorithm>
+#include <cmath>
+
+#include "auto/auto-filter-p.h"
+#include "auto/sor-filter.h"
+#include "ref/ref-auto.h"
+#include "sor/sor-block-aux-parameters.h"
+#include "sor/sor-data.h"
+
+namespace {
+
+float meanOf(const float* a, long from, long count, long n)
+{
+    from = std::max(0L, from);
+    const long to = std::min(from + count, n);
+    if (to <= from)
+        return 0.0f;
+    double sum = 0.0;
+    for (long p = from; p < to; ++p)
+        sum += a[p];
+    return static_cast<float>(sum / static_cast<double>(to - from));
+}
+
+float log2Grade(float height, float threshold)
+{
+    return std::log10(height / threshold + 1.0f) / std::log10(2.0f);
+}
+
+}  // namespace
+
+long TSorFilter::FallAnalisys(long i, long last, long pw, long win, float threshold)
+{
+    const long n = points();
+    if (Linf == nullptr || threshold <= 0.0f || i < 0 || last - i < 5 || i >= n)
+        return 0;
+    win = std::max(win, 1L);
+    float before = Linf[i];
+    if (pw >= 2 && i >= 1)
+        before = (Linf[i] + Linf[i - 1]) / 2.0f;
+    const long afterAt = std::min(i + win, n - 1);
+    float after = Linf[afterAt];
+    if (before < 4.0f * threshold)
+        after = meanOf(Linf, afterAt, before < threshold ? 4 : 2, n);
+    // The fiber's own fall over the window is no step.
+    const float height = before * autofilter::FiberFactor(DbPt, afterAt - i) - after;
+    if (height <= threshold)
+        return 0;
+    return -static_cast<long>(log2Grade(height, threshold));
+}
+
+long TSorFilter::RflAnalisys(TFEvent* prev, long& peak, long last, long rise, long win, float threshold, long& width,
+                             long& flat)
+{
+    const long n = points();
+    width = 0;
+    flat = 0;
+    if (Linf == nullptr || threshold <= 0.0f || peak < 0 || peak >= n - 1)
+        return -1;
+    const long start = peak;
+    // Too close behind the previous event and its ringing.
+    if (prev != nullptr) {
+        const long ring = std::max(0L, (prev->GradeUp - 5) * 3 * rise);
+        if (start < prev->PeakEnd + win / 2 && start < prev->End + ring)
+            return -1;
+    }
+    const long foot = std::max(0L, start - 1);
+    float base = meanOf(Linf, foot - 1, 2, n);
+    if (base < 3.0f * threshold)
+        base = meanOf(Linf, foot - 4, 4, n);
+    // The top: up while the trace rises, a flat run counting as saturation.
+    const long limit = std::min({start + win + rise, last, n - 1});
+    long p = start;
+    while (p < limit && Linf[p + 1] >= Linf[p]) {
+        if (Linf[p + 1] == Linf[p])
+            ++flat;
+        else
+            flat = 0;
+        ++p;
+    }
+    peak = p;
+    const float top = Linf[p];
+    if (base > top - threshold)
+        return -1;
+    // Width between the half height in front and a third of it behind.
+    const float half = (base + top) / 2.0f;
+    long front = p;
+    while (front > foot && Linf[front - 1] > half)
+        --front;
+    const float third = (2.0f * base + top) / 3.0f;
+    long back = p;
+    while (back + 1 < n && back - p < 4 * win + 16 && Linf[back + 1] > third)
+        ++back;
+    width = std::max(1L, back - front + 1);
+    // A one-sample spike on a wide pulse is noise.
+    const float meanTop = meanOf(Linf, p - 2, 3, n);
+    float height = std::min(top - base, meanTop - base);
+    if (top - base > 2.0f * (meanTop - base) && threshold < meanTop - base)
+        height = top - base;
+    if (win >= 6 && width < std::max(2L, win / 3)) {
+        const auto w = static_cast<float>(width);
+        const float need = 100.0f * threshold * std::max(0.05f, 1.0f - 1.05f * w / static_cast<float>(win - 1)) /
+                           std::sqrt(w);
+        if (height < need)
+            return -1;
+    }
+    if (height <= 0.0f)
+        return -1;
+    return static_cast<long>(log2Grade(height, threshold));
+}
+
+long TSorFilter::DoubleRDetect(long i, long win)
+{
+    const long n = points();
+    if (Sor == nullptr || win < 4 || i < 0 || i + win >= n)
+        return 0;
+    float fall = 0.0f;
+    float rise = 0.0f;
+    long fallAt = 0;
+    long riseAt = 0;
+    const long from = i + win / 2;
+    RefAutoSearchMaxdbRiseFall(Sor, from, i + win, 1, fall, fallAt, rise, riseAt, DbPt);
+    const float firstTop = level(i);
+    const float secondTop = level(riseAt + 1);
+    if (std::fabs(firstTop - secondTop) < 1.0f || rise <= 2.0f * std::fabs(fall) || riseAt + 1 >= i + win - 1)
+        return 0;
+    return riseAt + 1;
+}
+
+long TSorFilter::ZvonDetect(long i, long last, float threshold, long win, long limit)
+{
+    const long n = points();
+    if (Linf == nullptr || i < 1 || win < 2 || i + 4 * win >= std::min(last, n))
+        return 0;
+    const float base = Linf[i - 1];
+    if (Linf[i] - base < 4.0f * threshold)
+        return 0;
+    // The first minimum and maximum behind the peak give the period.
+    float minV = 0.0f;
+    float maxV = 0.0f;
+    const long minAt = RefAutoGetAvrMin(Linf, i, std::min(i + 3 * win, n - 1), minV, 2, DbPt);
+    if (minAt < 0)
+        return 0;
+    const long maxAt = RefAutoGetAvrMax(Linf, minAt + 1, std::min(minAt + 3 * win, n - 1), maxV, 2, DbPt);
+    if (maxAt < 0 || maxV - minV < 1.0f || maxAt - minAt > 3 * win)
+        return 0;
+    const float period = 2.0f * static_cast<float>(maxAt - minAt);
+    if (period < 3.0f)
+        return 0;
+    // Follow the extrema on until their swing sinks into the noise.
+    const float floor = 5.0f * threshold / std::sqrt(period);
+    long at = maxAt;
+    const long halfPeriod = std::max(1L, static_cast<long>(period / 2.0f));
+    const long stop = std::min({last, n - 1, i + std::max(limit, 4 * win)});
+    while (at + 2 * halfPeriod < stop) {
+        float lo = 0.0f;
+        float hi = 0.0f;
+        const long loAt = RefAutoGetAvrMin(Linf, at, at + 2 * halfPeriod, lo, 2, DbPt);
+        const long hiAt = RefAutoGetAvrMax(Linf, loAt + 1, std::min(loAt + 2 * halfPeriod, stop), hi, 2, DbPt);
+        if (loAt < 0 || hiAt <= at || hi - lo < floor)
+            break;
+        at = hiAt;
+    }
+    Result.RingPeriod = static_cast<long>(period);
+    return at + static_cast<long>(period / 4.0f);
+}
+
+long TSorFilter::SearchDZ(TSorData* sor, TFEvent& event, long limit, float& levelOut)
+{
+    const long n = points();
+    if (sor == nullptr || Linf == nullptr || n <= 0) {
+        event.End = event.PeakEnd;
+        return event.End;
+    }
+    limit = std::min(limit, n - 1);
+    // The trace has settled where it falls over half a pulse no faster than
+    // the fiber plus the noise of two four-sample means allow.
+    const long half = std::max(2L, PwFall / 2);
+    const float fiber = 1.0f - autofilter::FiberFactor(DbPt, half);
+    const float noise = 0.5f * nfLin;
+    long p = std::max(event.PeakEnd, event.Beg);
+    // Over a flat (saturated) top first: the settling starts where it falls.
+    const long stop = std::min(limit, p + 6 * PwFall + 64);
+    while (p + 1 < stop && Linf[p + 1] >= Linf[p] && Linf[p] > nfLin)
+        ++p;
+    p = std::min(p + 1, stop);
+    while (p < stop) {
+        const float here = meanOf(Linf, p, 4, n);
+        const float later = meanOf(Linf, p + half, 4, n);
+        if (here - later <= noise + here * (fiber + 0.01f) || here < nfLin)
+            break;
+        ++p;
+    }
+    event.End = std::clamp(p, event.PeakEnd, std::max(event.PeakEnd, limit));
+    levelOut = sor->AUXParams->LinToLog5(meanOf(Linf, event.End, 4, n));
+    return event.End;
+}
+
+long TSorFilter::SearchEnd(TSorData* sor, long from, long to, long win, const short* /*widths*/, float /*polar*/)
+{
+    const long n = points();
+    if (sor == nullptr || Linf == nullptr || LinfAvg == nullptr || n <= 0)
+        return 0;
+    from = std::clamp(from, 0L, n - 1);
+    to = std::clamp(to, from, n - 1);
+    win = std::max(win, 4L);
+    // The first stretch whose mean lies in the noise.
+    const float noise = nfLin / 2.0f;
+    long p = from;
+    while (p < to && meanOf(Linf, p, win, n) > noise)
+        p += std::max(1L, win / 4);
+    if (p >= to)
+        return 0;
+    // Back over the steep fall (the pulse's edge, a receiver's tail) to the
+    // last stretch that falls no faster than a fiber.
+    const float quiet = nfLin / 3.0f / std::sqrt(static_cast<float>(win));
+    long q = p;
+    const long stepBack = std::max(1L, win / 2);
+    while (q - win > from) {
+        const float cur = meanOf(Linf, q, win, n);
+        const float prev = meanOf(Linf, q - win, win, n);
+        if (cur > 4.0f * nfLin && prev > 0.0f) {
+            const float rate = 5.0f * std::log10(prev / cur) / static_cast<float>(win);
+            const float allowed = 3.0f * DbPt + 9.2f * quiet / cur / static_cast<float>(win);
+            if (rate <= allowed)
+                break;
+        }
+        q -= stepBack;
+    }
+    return std::min(q + win - 1, p);
+}
+
+bool TSorFilter::isGost(TSorData* sor, const TFEvent& a, const TFEvent& b)
+{
+    if (sor == nullptr || Linf == nullptr || a.PeakEnd <= 0 || b.PeakEnd <= 0)
+        return false;
+    const long n = points();
+    if (a.PeakEnd >= n || b.PeakEnd >= n)
+        return false;
+    // The echo of a, seen at b, has come through the fiber to a and back
+    // twice more: its height falls with the loss over that path.
+    const float baseA = meanOf(Linf, a.Beg - 4, 4, n);
+    const float baseB = meanOf(Linf, b.Beg - 4, 4, n);
+    const float heightA = Linf[a.PeakEnd] - baseA;
+    const float heightB = Linf[b.PeakEnd] - baseB;
+    if (heightA <= 0.0f)
+        return false;
+    const float loss = DbPt * static_cast<float>(std::max(0L, b.PeakEnd - a.PeakEnd));
+    const float expected = heightA * std::pow(10.0f, -loss / 5.0f);
+    return heightB <= expected * 1.5f;
+}

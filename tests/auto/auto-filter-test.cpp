@@ -1,0 +1,284 @@
+// The auto filter on simulated links whose events are known, on ghosts, on
+// the smoothing window, and on hostile input.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "auto/sor-filter.h"
+#include "filter-test-helpers.h"
+#include "sor/sor-block-aux-parameters.h"
+#include "sor/sor-block-data-points.h"
+
+using filtertest::SimCase;
+
+namespace {
+
+struct FilterRun
+{
+    safe_array<TFEvent, 100> events{};
+    std::vector<short> widths;
+    long count = 0;
+    long pw = 1;
+};
+
+FilterRun runFilter(TSorData& sor)
+{
+    FilterRun r;
+    r.widths.assign(static_cast<std::size_t>(std::max(1L, sor.DataPts->GetPointsNum())), 0);
+    TSorFilter f(&sor);
+    f.Result.events = r.events.data();
+    f.Result.widths = r.widths.data();
+    f.SetFilter(7);
+    r.count = f.Result.count;
+    r.pw = f.PwPoints;
+    return r;
+}
+
+// Events of the truth that the walk must find by itself: strong
+// reflections and large steps above the noise, apart from their neighbours.
+bool mustFind(const SimCase& c, std::size_t k)
+{
+    const SimEvent& e = c.shot.events[k];
+    const bool strong = (e.reflectanceDb && *e.reflectanceDb >= -55.0) || e.apparentLossDb >= 1.0;
+    const double pulseKm = c.shot.pulseNs * 0.2 / c.shot.owtPerKm;
+    for (std::size_t j = 0; j < c.shot.events.size(); ++j)
+        if (j != k && std::fabs(c.shot.events[j].km - e.km) < 2 * pulseKm && c.shot.events[j].km < e.km)
+            return false;
+    const double level = c.shot.backscatterLevelAt(std::max(0.0, e.km - pulseKm));
+    return strong && e.km > 1.5 * pulseKm && level > c.shot.noiseFloorDb + 10.0;
+}
+
+} // namespace
+
+TEST(AutoFilterScenarios, FindsReflectionsStepsAndTheEnd)
+{
+    for (const char* name : {"building-2km.json", "gainer.json", "macrobend.json", "pon-1x32.json",
+                             "saturating-front-ghost.json", "span-80km.json", "splices-25km.json"}) {
+        for (int nm : {1310, 1550}) {
+            for (unsigned seed : {1u, 2u, 3u}) {
+                SimCase c = filtertest::simulate(filtertest::readScenario(name), nm, seed);
+                const FilterRun r = runFilter(*c.sor);
+                const std::string label = std::string(name) + " " + std::to_string(nm) + " seed " +
+                                          std::to_string(seed);
+                ASSERT_GE(r.count, 2) << label;
+                const long tol = 2 + r.pw / 2 + 2;
+                for (std::size_t k = 0; k < c.shot.events.size(); ++k) {
+                    if (!mustFind(c, k))
+                        continue;
+                    const long at = filtertest::pointOfKm(c, c.shot.events[k].km);
+                    bool found = false;
+                    for (long e = 0; e < r.count; ++e)
+                        found = found || std::labs(r.events.data()[e].Beg - at) <= tol;
+                    EXPECT_TRUE(found) << label << ": nothing at point " << at;
+                }
+                // The end of the fiber closes the list, and nothing lies beyond it.
+                const long end = filtertest::pointOfKm(c, c.shot.fiberEndKm);
+                EXPECT_LE(std::labs(r.events.data()[r.count - 1].Beg - end), tol) << label;
+                for (long e = 0; e < r.count; ++e) {
+                    EXPECT_LE(r.events.data()[e].Beg, end + tol) << label << " event " << e;
+                    EXPECT_LE(r.events.data()[e].Beg, r.events.data()[e].End) << label << " event " << e;
+                    if (e > 0) {
+                        EXPECT_LT(r.events.data()[e - 1].Beg, r.events.data()[e].Beg) << label << " event " << e;
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(AutoFilterScenarios, GhostOfTheFrontReflectionIsNoEvent)
+{
+    SimCase c = filtertest::simulate(filtertest::readScenario("saturating-front-ghost.json"));
+    const FilterRun r = runFilter(*c.sor);
+    // The strong reflection at 1.5 km echoes at 3 km, where the link has nothing.
+    const long ghost = filtertest::pointOfKm(c, 3.0);
+    for (long e = 0; e < r.count; ++e)
+        if (std::labs(r.events.data()[e].Beg - ghost) <= 2 + r.pw) {
+            EXPECT_EQ(r.events.data()[e].Type, 'g');
+        }
+}
+
+TEST(AutoFilterScenarios, WindowGrowsAsTheSignalFalls)
+{
+    // 120 km of fiber whose backscatter sinks into the noise.
+    const std::string link = R"({"otdr": {"wavelength_nm": 1550, "pulse_ns": 1000, "spacing_m": 2, "range_km": 140,
+        "launch_dB": -3, "noise_floor_dB": -30, "seed": 4},
+        "link": [{"connector": {"loss_dB": 0.3, "reflectance_dB": -50}}, {"fiber": {"km": 120}},
+                 {"end": {"reflectance_dB": -60}}]})";
+    SimCase c = filtertest::simulate(link);
+    const double nf = c.shot.noiseFloorDb + 2.4;
+    // Places where the signal stands 20, 10 and 4 dB over the noise floor.
+    const auto placeAt = [&](double over) {
+        for (double km = 1.0; km < 120.0; km += 0.05)
+            if (c.shot.backscatterLevelAt(km) < nf + over)
+                return filtertest::pointOfKm(c, km);
+        return 0L;
+    };
+    const long high = placeAt(20.0), mid = placeAt(10.0), low = placeAt(4.0);
+    ASSERT_LT(0, high);
+    ASSERT_LT(high, mid);
+    ASSERT_LT(mid, low);
+    const FilterRun r = runFilter(*c.sor);
+    const auto meanWidth = [&](long at) {
+        double sum = 0;
+        for (long i = at - 200; i < at + 200; ++i)
+            sum += r.widths[static_cast<std::size_t>(i)];
+        return sum / 400.0;
+    };
+    EXPECT_LT(meanWidth(high), meanWidth(mid));
+    EXPECT_LT(meanWidth(mid), meanWidth(low));
+    EXPECT_LE(meanWidth(low), 128.0 * 1.5);
+    EXPECT_GE(meanWidth(high), 1.0);
+}
+
+TEST(AutoFilterHostile, DegenerateTracesSurvive)
+{
+    std::mt19937 rng(7);
+    std::normal_distribution<double> gauss(0.0, 0.3);
+    struct Case
+    {
+        long n;
+        std::function<double(long)> level;
+    };
+    const std::vector<Case> cases = {
+        {0, [](long) { return -10.0; }},
+        {1, [](long) { return -10.0; }},
+        {2, [](long) { return -10.0; }},
+        {9, [](long i) { return -10.0 - static_cast<double>(i); }},
+        {5000, [](long) { return -20.0; }},
+        {5000, [&](long) { return -30.0 + gauss(rng); }},
+        {5000, [](long i) { return i % 2 == 0 ? 0.0 : -60.0; }},
+        {5000, [](long i) { return i == 2500 ? 0.0 : -65.0; }},
+    };
+    for (const Case& tc : cases) {
+        auto sor = filtertest::makeTrace(tc.n, tc.level);
+        const std::vector<float> raw = filtertest::levels(*sor);
+        const FilterRun r = runFilter(*sor);
+        EXPECT_GE(r.count, -1);
+        EXPECT_LE(r.count, AutoFilterMaxEvents + 1);
+        for (long e = 0; e < r.count; ++e) {
+            EXPECT_GE(r.events.data()[e].Beg, 0) << tc.n;
+            EXPECT_LT(r.events.data()[e].End, std::max(tc.n, 1L)) << tc.n;
+        }
+        TSorFilter f(sor.get());
+        f.SetFilter(0);
+        EXPECT_EQ(filtertest::levels(*sor), raw) << tc.n;
+    }
+    // A document the filter was never given.
+    TSorFilter none(nullptr);
+    none.SetFilter(7);
+    EXPECT_EQ(none.AutoFilter(nullptr, nullptr, nullptr), -1);
+}
+
+TEST(AutoFilterRealTraces, EveryFileRunsAndIsRestored)
+{
+    namespace fs = std::filesystem;
+    const fs::path dir(FIBERTEST_TRACES_DIR);
+    if (!fs::is_directory(dir))
+        GTEST_SKIP() << "no traces at " << dir;
+    int files = 0;
+    for (const auto& entry : fs::directory_iterator(dir)) {
+        const std::string ext = entry.path().extension().string();
+        if (ext != ".sor" && ext != ".SOR")
+            continue;
+        TSorData sor;
+        if (sor.Read(entry.path().string().c_str(), "rb") != 0 || sor.DataPts->GetPointsNum() <= 0)
+            continue;
+        ++files;
+        const std::vector<float> raw = filtertest::levels(sor);
+        const FilterRun r = runFilter(sor);
+        const long n = sor.DataPts->GetPointsNum();
+        for (long e = 0; e < r.count; ++e) {
+            EXPECT_GE(r.events.data()[e].Beg, 0) << entry.path();
+            EXPECT_LT(r.events.data()[e].End, n) << entry.path();
+        }
+        TSorFilter f(&sor);
+        f.SetFilter(0);
+        EXPECT_EQ(filtertest::levels(sor), raw) << entry.path();
+    }
+    EXPECT_GT(files, 0);
+}
+
+TEST(AutoFilterStart, PolarisationDefaultByWavelength)
+{
+    // A ripple-free fiber into a noise tail: the measured polarisation noise
+    // is below 0.001, and only the visible-light source keeps it.
+    for (int nm : {1310, 651}) {
+        std::mt19937 rng(3);
+        std::normal_distribution<double> gauss(0.0, 1.0);
+        auto sor = filtertest::makeTrace(
+            20000, [&](long i) { return i < 12000 ? -3.0 - 0.00005 * static_cast<double>(i) : -38.0 + gauss(rng); },
+            1000.0, -33.0);
+        sor->GenParams->NW = static_cast<std::int16_t>(nm);
+        TSorFilter f(sor.get());
+        safe_array<TFEvent, 100> events{};
+        f.Result.events = events.data();
+        f.SetFilter(7);
+        ASSERT_GE(f.Result.count, 2) << nm;
+        if (nm == 651) {
+            EXPECT_LT(f.Result.polarBegin, 0.001f);
+        } else {
+            EXPECT_FLOAT_EQ(f.Result.polarBegin, 4.0f / 1100.0f);
+        }
+    }
+}
+
+TEST(AutoFilterEnd, FiberRunningPastTheDataClosesWithAZeroEvent)
+{
+    // The link is longer than the acquisition: no end of fiber in the data.
+    const std::string link = R"({"otdr": {"wavelength_nm": 1310, "pulse_ns": 100, "spacing_m": 1, "range_km": 5,
+        "launch_dB": -3, "noise_floor_dB": -40, "seed": 2},
+        "link": [{"connector": {"loss_dB": 0.3, "reflectance_dB": -45}}, {"fiber": {"km": 30}},
+                 {"end": {"reflectance_dB": -14}}]})";
+    SimCase c = filtertest::simulate(link);
+    const FilterRun r = runFilter(*c.sor);
+    ASSERT_EQ(r.count, 2);
+    EXPECT_EQ(r.events.data()[1].Type, '0');
+    EXPECT_EQ(r.events.data()[1].End, c.sor->DataPts->GetPointsNum() - 1);
+}
+
+TEST(AutoFilterMeasures, StepAndPeakGrades)
+{
+    // A step of linear power from A to B; the fall grade is
+    // -int(log2((A - B) / threshold + 1)).
+    {
+        auto sor = filtertest::makeTrace(400, [](long i) { return i < 200 ? -10.0 : -12.0; });
+        TSorFilter f(sor.get());
+        const float a = f.Linf[100];
+        const float b = f.Linf[300];
+        EXPECT_EQ(f.FallAnalisys(150, 399, 4, 100, (a - b) / 7.5f), -3);   // log2(8.5)
+        EXPECT_EQ(f.FallAnalisys(150, 399, 4, 100, (a - b) / 1.5f), -1);   // log2(2.5)
+        EXPECT_EQ(f.FallAnalisys(150, 399, 4, 100, (a - b) * 1.01f), 0);   // not above the threshold
+        EXPECT_EQ(f.FallAnalisys(150, 399, 4, 20, (a - b) / 7.5f), 0);     // the window ends before the step
+        EXPECT_EQ(f.FallAnalisys(396, 399, 4, 2, 1.0f), 0);                 // fewer than 5 points left
+    }
+    // A flat pulse of 10 points over a flat fiber: the rise grade is
+    // int(log2(height / threshold + 1)), the width the pulse's.
+    {
+        auto sor = filtertest::makeTrace(400, [](long i) { return i >= 200 && i < 210 ? -4.0 : -12.0; });
+        TSorFilter f(sor.get());
+        const float height = f.Linf[205] - f.Linf[100];
+        long peak = 200;
+        long width = 0;
+        long flat = 0;
+        EXPECT_EQ(f.RflAnalisys(nullptr, peak, 399, 2, 12, height / 15.5f, width, flat), 4);  // log2(16.5)
+        EXPECT_EQ(peak, 209);
+        EXPECT_EQ(flat, 9);
+        EXPECT_EQ(width, 10);
+        // A foot as high as the top is refused.
+        peak = 202;
+        EXPECT_EQ(f.RflAnalisys(nullptr, peak, 399, 2, 12, height / 15.5f, width, flat), -1);
+        // So is a peak too close behind the previous event.
+        TFEvent prev{};
+        prev.PeakEnd = 195;
+        prev.End = 199;
+        prev.GradeUp = 12;
+        peak = 200;
+        EXPECT_EQ(f.RflAnalisys(&prev, peak, 399, 2, 12, height / 15.5f, width, flat), -1);
+    }
+}
