@@ -147,6 +147,9 @@ SimOtdr readOtdr(const picojson::value& v)
     otdr.noiseFloorDb = m.wavelengthValue("noise_floor_dB", {-60.0, -5.0});
     otdr.receiverMhz = m.wavelengthValue("receiver_mhz", {0.01, 1000.0});
     otdr.averagingS = m.wavelengthValue("averaging_s", {0.1, 3600.0});
+    otdr.lossThresholdDb = m.wavelengthValue("loss_threshold_dB", {0.0, 65.0});
+    otdr.reflectanceThresholdDb = m.wavelengthValue("reflectance_threshold_dB", {-65.0, 0.0});
+    otdr.endThresholdDb = m.wavelengthValue("end_threshold_dB", {0.0, 65.0});
     if (const picojson::value* g = m.find("ghosts")) {
         if (!g->is<bool>())
             fail(m.key("ghosts"), "expected true or false");

@@ -78,6 +78,11 @@ struct FIBERTEST_SIM_EXPORT SimOtdr
     SimPerWavelength noiseFloorDb;   // RMS noise level; default by the pulse
     SimPerWavelength receiverMhz;    // receiver bandwidth; default by the pulse
     SimPerWavelength averagingS;     // averaging time; default 15
+    // The analysis thresholds stored with the trace, as the user set them
+    // on the instrument: loss (dB), reflectance (dB), end of fiber (dB).
+    SimPerWavelength lossThresholdDb;
+    SimPerWavelength reflectanceThresholdDb;
+    SimPerWavelength endThresholdDb;
     bool ghosts = false;
     std::uint64_t seed = 1;
     std::int64_t timestamp = 1735689600;  // date of the measurement, s since 1970 (UTC)

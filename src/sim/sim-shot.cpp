@@ -296,6 +296,11 @@ SimShot SimResolveShot(const SimLink& link, const SimShotOptions& options, const
     // A receiver matched to the pulse: about 1000/T MHz for a pulse of T ns.
     shot.receiverMhz = o.receiverMhz.at(nm, std::clamp(1000.0 / shot.pulseNs, 0.05, 100.0));
     shot.averagingS = o.averagingS.at(nm, 15.0);
+    // By default the thresholds ask for what a careful user asks for: every
+    // loss of 0.1 dB and every reflection of -60 dB or more.
+    shot.lossThresholdDb = o.lossThresholdDb.at(nm, 0.1);
+    shot.reflectanceThresholdDb = o.reflectanceThresholdDb.at(nm, -60.0);
+    shot.endThresholdDb = o.endThresholdDb.at(nm, 3.0);
     shot.ghosts = o.ghosts;
     shot.seed = options.seed.value_or(o.seed);
     shot.timestamp = o.timestamp;

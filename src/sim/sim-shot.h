@@ -56,6 +56,9 @@ struct FIBERTEST_SIM_EXPORT SimShot
     double noiseFloorDb = -30.0;
     double receiverMhz = 10.0;
     double averagingS = 15.0;
+    double lossThresholdDb = 0.1;
+    double reflectanceThresholdDb = -60.0;
+    double endThresholdDb = 3.0;
     bool ghosts = false;
     std::uint64_t seed = 1;
     std::int64_t timestamp = 0;

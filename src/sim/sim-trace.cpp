@@ -13,6 +13,7 @@
 #include "sor/sor-block-supplier-parameters.h"
 #include "sor/sor-data.h"
 #include "sor/sor-file.h"
+#include "util/saturating-cast.h"
 #include "util/version.h"
 
 const char* const SimSupplierName = "FiberTest Simulator";
@@ -33,15 +34,6 @@ constexpr double settledDb = 0.3;
 // A peak this close to the top of the scale is a saturated reflection.
 constexpr double saturatedPeakDb = -0.2;
 
-template <class T>
-T clampTo(double v)
-{
-    if (!(v > static_cast<double>(std::numeric_limits<T>::lowest())))
-        return std::numeric_limits<T>::lowest();
-    if (v >= static_cast<double>(std::numeric_limits<T>::max()))
-        return std::numeric_limits<T>::max();
-    return static_cast<T>(std::lround(v));
-}
 
 bool backward(const SimShot& shot)
 {
@@ -87,17 +79,20 @@ void fillFixed(const SimShot& shot, const SimModelOutput& model, TSorData& data)
     fxd.AO = 0;
     fxd.AOD = 0;
     fxd.SetTPW(1);
-    fxd.PWU[0] = clampTo<std::int16_t>(shot.pulseNs);
+    fxd.PWU[0] = roundSaturated<std::int16_t>(shot.pulseNs);
     fxd.DS[0] = shot.ds;
     fxd.NPPW[0] = static_cast<std::int32_t>(model.raw.size());
     fxd.GI = shot.gi;
-    fxd.BC = clampTo<std::int16_t>(-shot.backscatterDb * 10.0);
+    fxd.BC = roundSaturated<std::int16_t>(-shot.backscatterDb * 10.0);
     fxd.NAV = static_cast<std::int32_t>(averages(shot));
-    fxd.AT = clampTo<std::uint16_t>(shot.averagingS);
+    fxd.AT = roundSaturated<std::uint16_t>(shot.averagingS);
     fxd.AR = shot.rangeOwt;
     fxd.FPO = 0;
     fxd.PO = 0;
     fxd.TT = "ST";
+    fxd.LT = roundSaturated<std::uint16_t>(shot.lossThresholdDb * 1000.0);
+    fxd.RT = roundSaturated<std::uint16_t>(-shot.reflectanceThresholdDb * 1000.0);
+    fxd.ET = roundSaturated<std::uint16_t>(shot.endThresholdDb * 1000.0);
     fxd.SetNF(shot.noiseFloorDb + noisePeakAboveRmsDb);
 }
 
@@ -114,17 +109,17 @@ void fillAuxiliary(const SimShot& shot, const SimModelOutput& model, TSorData& d
 {
     TSorBlockAUXParameters& aux = *data.AUXParams;
     aux.RevisionNo = TSorBlockAUXParameters::NewestRevision;
-    aux.ATP0 = clampTo<std::uint16_t>(shot.pulseNs * 5.0);  // 0.2 ns
+    aux.ATP0 = roundSaturated<std::uint16_t>(shot.pulseNs * 5.0);  // 0.2 ns
     aux.ReNewMM(1);
     TAUXMeasurementMode& mode = aux.MM.at(0);
     mode.NPMM = static_cast<std::int32_t>(model.raw.size());
     mode.AVMM = static_cast<std::int32_t>(averages(shot));
-    mode.PWU = clampTo<std::int16_t>(shot.pulseNs);
-    mode.BWU1 = clampTo<std::int16_t>(model.fallDbPerKm);
+    mode.PWU = roundSaturated<std::int16_t>(shot.pulseNs);
+    mode.BWU1 = roundSaturated<std::int16_t>(model.fallDbPerKm);
     mode.BWU2 = 0;
     aux.TMM = 1;
     aux.Scale = 1000;
-    aux.MAX = clampTo<std::uint16_t>(-model.logBaseDb * 1000.0);
+    aux.MAX = roundSaturated<std::uint16_t>(-model.logBaseDb * 1000.0);
     aux.SetNegScale(model.negScale - 1);
     aux.ZERO = 0;
     aux.TYP = "RL";
@@ -133,10 +128,10 @@ void fillAuxiliary(const SimShot& shot, const SimModelOutput& model, TSorData& d
     aux.Direction = backward(shot) ? 1u : 0u;
 
     // Noise: the RMS level, and the averages in one record.
-    aux.SNL = clampTo<std::uint16_t>(-shot.noiseFloorDb * 1000.0);
+    aux.SNL = roundSaturated<std::uint16_t>(-shot.noiseFloorDb * 1000.0);
     aux.NLSF = 50;
     const long avr = averages(shot);
-    aux.NASF = clampTo<std::uint16_t>(std::ceil(static_cast<double>(avr) / maxAveragesPerRecord));
+    aux.NASF = roundSaturated<std::uint16_t>(std::ceil(static_cast<double>(avr) / maxAveragesPerRecord));
     aux.SetTNL(0);
     aux.AddNL(aux.SNL, avr);
 
@@ -263,10 +258,10 @@ void SimWriteKeyEvents(const SimShot& shot, const SimModelOutput& model, TSorDat
         auto* event = new TSorBlockKeyEvents1E();
         event->EPT = static_cast<std::int32_t>(m.ept);
         const double loss = isEnd ? 0.0 : e.apparentLossDb;
-        event->EL = clampTo<std::int16_t>(loss * 1000.0);
-        event->FullLoss = clampTo<std::int32_t>(loss * 1000.0);
-        event->ER = e.reflectanceDb ? clampTo<std::int32_t>(*e.reflectanceDb * 1000.0) : 0;
-        event->ACI = clampTo<std::int16_t>(sectionSlopeBefore(shot, e) * 1000.0);
+        event->EL = roundSaturated<std::int16_t>(loss * 1000.0);
+        event->FullLoss = roundSaturated<std::int32_t>(loss * 1000.0);
+        event->ER = e.reflectanceDb ? roundSaturated<std::int32_t>(*e.reflectanceDb * 1000.0) : 0;
+        event->ACI = roundSaturated<std::int16_t>(sectionSlopeBefore(shot, e) * 1000.0);
         const char kind = !e.reflectanceDb ? '0' : (m.saturated ? '2' : '1');
         event->EC = TString((std::string(1, kind) + (isEnd ? "E" : "F") + "9999").c_str());
         event->LMT = "LS";
@@ -282,10 +277,10 @@ void SimWriteKeyEvents(const SimShot& shot, const SimModelOutput& model, TSorDat
     }
     table.TNKE = static_cast<std::int16_t>(table.Events.count);
     table.ENSync();
-    table.EEL = clampTo<std::int32_t>(endToEnd * 1000.0);
+    table.EEL = roundSaturated<std::int32_t>(endToEnd * 1000.0);
     table.ELMP1 = 0;
     table.ELMP2 = static_cast<std::int32_t>(markers.back().ept);
-    table.ORL = clampTo<std::uint16_t>(model.orlDb * 1000.0);
+    table.ORL = roundSaturated<std::uint16_t>(model.orlDb * 1000.0);
     table.RLMP1 = 0;
     table.RLMP2 = table.ELMP2;
 }

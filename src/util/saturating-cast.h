@@ -18,3 +18,15 @@ template <class T>
         return std::numeric_limits<T>::max();
     return static_cast<T>(std::trunc(value));
 }
+
+// `value` rounded to the nearest whole number (halves away from zero) and
+// held within the range of T; NaN gives the lowest value.
+template <class T>
+[[nodiscard]] T roundSaturated(double value)
+{
+    if (!(value > static_cast<double>(std::numeric_limits<T>::lowest())))
+        return std::numeric_limits<T>::lowest();
+    if (value >= static_cast<double>(std::numeric_limits<T>::max()))
+        return std::numeric_limits<T>::max();
+    return static_cast<T>(std::llround(value));
+}
