@@ -12,6 +12,8 @@ const std::vector<Command>& commands()
         editCommand(),
         demoCommand(),
         synthCommand(),
+        analyzeCommand(),
+        evaluateCommand(),
     };
     return all;
 }

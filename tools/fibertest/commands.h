@@ -12,5 +12,7 @@ namespace cli {
 [[nodiscard]] Command editCommand();
 [[nodiscard]] Command demoCommand();
 [[nodiscard]] Command synthCommand();
+[[nodiscard]] Command analyzeCommand();
+[[nodiscard]] Command evaluateCommand();
 
 } // namespace cli
