@@ -96,7 +96,7 @@ def p95(values):
 class Tally:
     def __init__(self):
         self.runs = self.failed = self.detectable = self.hits = self.false = 0
-        self.beyond = self.end_ok = self.refl_missing = 0
+        self.beyond = self.end_ok = self.refl_missing = self.refl_saturated = 0
         self.loc = []       # location error over the tolerance
         self.loc_m = []
         self.tol_m = set()
@@ -111,6 +111,7 @@ class Tally:
         self.false += e["false"]
         self.beyond += e["beyond_end"]
         self.refl_missing += e["reflectance_missing"]
+        self.refl_saturated += e["reflectance_saturated"]
         self.end_ok += 1 if e["end"]["within_tolerance"] else 0
         tol = e["tolerance_km"]
         self.tol_m.add(round(tol * 1000, 2))
@@ -124,7 +125,7 @@ class Tally:
                 self.refl.append(t["reflectance_error_dB"])
 
     def merge(self, o):
-        for k in ("runs", "failed", "detectable", "hits", "false", "beyond", "end_ok", "refl_missing"):
+        for k in ("runs", "failed", "detectable", "hits", "false", "beyond", "end_ok", "refl_missing", "refl_saturated"):
             setattr(self, k, getattr(self, k) + getattr(o, k))
         self.loc += o.loc; self.loc_m += o.loc_m; self.loss += o.loss; self.refl += o.refl
         self.tol_m |= o.tol_m; self.failures += o.failures
@@ -197,7 +198,8 @@ print("loss p95 <= 0.05 dB (events >= 0.2 dB, 15 dB over the noise), reflectance
 print("within the tolerance in every run, no event beyond it. '*' marks a missed target; tol m is the")
 print("smallest tolerance of the scenario, and the location target is checked against each run's own.")
 print(f"{overall.runs} shots ({overall.detectable} detectable events, {overall.hits} found, {overall.false} false, "
-      f"{overall.refl_missing} reflective reported non-reflective) in {elapsed} s.")
+      f"{overall.refl_missing} reflective reported non-reflective, "
+      f"{overall.refl_saturated} saturated peaks kept out of the reflectance errors) in {elapsed} s.")
 for f in overall.failures[:20]:
     print("failed:", f)
 if len(overall.failures) > 20:

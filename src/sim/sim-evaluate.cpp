@@ -31,6 +31,10 @@ constexpr double detectableGapPulses = 2.0;
 constexpr double detectableAboveNoiseDb = 5.0;
 constexpr double detectableLossDb = 0.1;
 constexpr double detectableReflectanceDb = -60.0;
+// A saturated peak's reflectance is a lower bound: one reported below the
+// truth by more than this is counted apart, not as an error; within it, or
+// above the truth, it is judged as any other.
+constexpr double saturatedBoundSlackDb = 2.0;
 constexpr double lossErrorMinLossDb = 0.2;
 constexpr double lossErrorAboveNoiseDb = 15.0;
 
@@ -155,6 +159,7 @@ std::vector<SimFoundEvent> foundEvents(const TSorData& data, double owtPerKm)
         if (!codedFlat && e.ER < 0 && e.ER > -100000)
             f.reflectanceDb = e.ER / 1000.0;
         f.markedEnd = e.EC.length >= 2 && e.EC.data[1] == 'E';
+        f.saturated = e.EC.length >= 1 && (e.EC.data[0] == '2' || e.EC.data[0] == 'D');
         found.push_back(f);
     }
     return found;
@@ -216,7 +221,10 @@ void score(const SimTruth& truth, SimEvaluation& out)
             r.lossErrorDb = f.lossDb - *e.lossDb;
             loss.push_back(*r.lossErrorDb);
         }
-        if (e.reflectanceDb && f.reflectanceDb) {
+        if (e.reflectanceDb && f.reflectanceDb && f.saturated &&
+            *f.reflectanceDb < *e.reflectanceDb - saturatedBoundSlackDb) {
+            ++out.reflectanceSaturated;
+        } else if (e.reflectanceDb && f.reflectanceDb) {
             r.reflectanceErrorDb = *f.reflectanceDb - *e.reflectanceDb;
             reflectance.push_back(*r.reflectanceErrorDb);
         } else if (e.reflectanceDb) {

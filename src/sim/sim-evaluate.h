@@ -31,6 +31,10 @@
 //   event is reflective when its code's kind is not "0" and ER lies below 0
 //   and above -100 dB, as makers write 0 or far-out values for none). A reflective
 //   true event reported as non-reflective counts in `reflectanceMissing`.
+//   A peak coded saturated ("2" or "D") shows only a lower bound of its
+//   reflectance: when the value reported lies more than the reflectance
+//   target (2 dB) below the true one it counts in `reflectanceSaturated`
+//   instead of the errors.
 // - The found end is the first found event whose code marks the end ("E" as
 //   its second character), or the farthest found event when none does.
 #pragma once
@@ -87,6 +91,7 @@ struct FIBERTEST_SIM_EXPORT SimFoundEvent
     double lossDb = 0.0;
     std::optional<double> reflectanceDb;
     bool markedEnd = false;
+    bool saturated = false;                // coded "2" or "D": the peak reached the top
     int matchedTrue = -1;                  // index into SimTruth::events
     SimFoundVerdict verdict = SimFoundVerdict::False;
     bool beyondEnd = false;
@@ -115,6 +120,7 @@ struct FIBERTEST_SIM_EXPORT SimEvaluation
     int falseEvents = 0;
     int beyondEnd = 0;
     int reflectanceMissing = 0;
+    int reflectanceSaturated = 0;
     double recall = 0.0;
     double precision = 0.0;
 

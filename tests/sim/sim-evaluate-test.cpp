@@ -169,6 +169,21 @@ TEST(SimEvaluate, EditedTablesChangeTheFiguresExactly)
     EXPECT_EQ(r.reflectanceMissing, 1);
     EXPECT_EQ(r.reflectance.count, 1);
 
+    // A saturated peak gives a lower bound: far below the truth it is no
+    // error, above it it is one.
+    r = evaluate([](Shot& s) {
+        event(s, 3).EC = "2F9999";
+        event(s, 3).ER = -55000;
+    });
+    EXPECT_EQ(r.reflectanceSaturated, 1);
+    EXPECT_FALSE(r.trueEvents[3].reflectanceErrorDb.has_value());
+    r = evaluate([](Shot& s) {
+        event(s, 3).EC = "2F9999";
+        event(s, 3).ER = -30000;
+    });
+    EXPECT_EQ(r.reflectanceSaturated, 0);
+    EXPECT_NEAR(*r.trueEvents[3].reflectanceErrorDb, 10.0, 1e-9);
+
     // Without an end mark the farthest event stands for the end.
     r = evaluate([](Shot& s) {
         event(s, 4).EC = "1F9999";

@@ -95,6 +95,8 @@ void printText(std::ostream& out, const SimTruth& truth, const SimEvaluation& r)
     stats(out, "Reflectance", r.reflectance, "%.2f", " dB");
     if (r.reflectanceMissing > 0)
         out << "             " << r.reflectanceMissing << " reflective events reported as non-reflective\n";
+    if (r.reflectanceSaturated > 0)
+        out << "             " << r.reflectanceSaturated << " saturated peaks, their reflectance a lower bound\n";
     if (r.endFound)
         out << "End          " << format("%.5f km", r.endKm) << ", error " << format("%+.5f km", r.endErrorKm)
             << (r.endWithinTolerance ? ", within" : ", outside") << " the tolerance\n";
@@ -158,6 +160,7 @@ void printJson(std::ostream& out, const SimTruth& truth, const SimEvaluation& r)
     json.member("false", std::int64_t{r.falseEvents});
     json.member("beyond_end", std::int64_t{r.beyondEnd});
     json.member("reflectance_missing", std::int64_t{r.reflectanceMissing});
+    json.member("reflectance_saturated", std::int64_t{r.reflectanceSaturated});
     json.member("recall", r.recall);  // NaN goes out as null
     json.member("precision", r.precision);
     statsMember(json, "location_error_km", r.location);
