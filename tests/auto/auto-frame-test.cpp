@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/own-trace.h"
 #include "auto/auto.h"
 #include "auto/event-line.h"
 #include "sim/sim-trace.h"
@@ -52,27 +53,7 @@ std::unique_ptr<TSorData> building(double pulseNs = 0.0)
 // A trace of our own: 100 ns at 1550 nm, 5 x 100 ps a point, levels stored to 0.001 dB.
 std::unique_ptr<TSorData> synthetic(const std::function<double(long)>& level, long n)
 {
-    auto data = std::make_unique<TSorData>();
-    data->GenParams->NW = 1550;
-    auto& fxd = *data->FxdParams;
-    fxd.SetTPW(1);
-    fxd.PWU[0] = 100;
-    fxd.DS[0] = 50000;
-    fxd.NPPW[0] = static_cast<std::int32_t>(n);
-    fxd.GI = 146820;
-    fxd.BC = 810;
-    fxd.AW = 15500;
-    fxd.SetNF(-30.0);
-    auto& raw = data->DataPts->GetSubBlock()->Points;
-    raw.assign(static_cast<std::size_t>(n), 0);
-    for (long i = 0; i < n; ++i) {
-        const double r = std::round(-level(i) * 1000.0);
-        raw[static_cast<std::size_t>(i)] = static_cast<std::uint16_t>(r < 0 ? 0 : (r > 65535 ? 65535 : r));
-    }
-    data->DataPts->RebuildWholeCache();
-    data->AUXParams->TYP = "RL";
-    data->CalculateValues();
-    return data;
+    return owntrace::makeTrace(n, level);
 }
 
 int countOf(const TString& text, const char* needle)

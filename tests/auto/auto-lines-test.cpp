@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/own-trace.h"
 #include "auto/auto.h"
 #include "auto/event-line.h"
 #include "sim/sim-trace.h"
@@ -29,27 +30,9 @@ const double kKmPerPoint = kSpacingOwt * 299792.5 / 1.4682 * 1e-10;
 // A trace of our own from levels in dB (stored to 0.001 dB), 100 ns at 1550 nm.
 std::unique_ptr<TSorData> makeTrace(const std::function<double(long)>& level, long n, double noiseFloorDb = -30.0)
 {
-    auto data = std::make_unique<TSorData>();
-    data->GenParams->NW = 1550;
-    auto& fxd = *data->FxdParams;
-    fxd.SetTPW(1);
-    fxd.PWU[0] = 100;
-    fxd.DS[0] = static_cast<std::int32_t>(kSpacingOwt * 10000);
-    fxd.NPPW[0] = static_cast<std::int32_t>(n);
-    fxd.GI = 146820;
-    fxd.BC = 810;
-    fxd.AW = 15500;
-    fxd.SetNF(noiseFloorDb);
-    auto& raw = data->DataPts->GetSubBlock()->Points;
-    raw.assign(static_cast<std::size_t>(n), 0);
-    for (long i = 0; i < n; ++i) {
-        const double r = std::round(-level(i) * 1000.0);
-        raw[static_cast<std::size_t>(i)] = static_cast<std::uint16_t>(r < 0 ? 0 : (r > 65535 ? 65535 : r));
-    }
-    data->DataPts->RebuildWholeCache();
-    data->AUXParams->TYP = "RL";
-    data->CalculateValues();
-    return data;
+    owntrace::Shape shape;
+    shape.noiseFloorDb = noiseFloorDb;
+    return owntrace::makeTrace(n, level, shape);
 }
 
 TEventLine* newLine(double l1, double l2, double p1, double p2, double splice = 0.0, char type = 'N')

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/own-trace.h"
 #include "sim/sim-link.h"
 #include "sim/sim-shot.h"
 #include "sim/sim-trace.h"
@@ -66,29 +67,12 @@ inline long pointOfKm(const SimCase& c, double km)
 inline std::unique_ptr<TSorData> makeTrace(long n, const std::function<double(long)>& level, double pulseNs = 100,
                                            double noiseFloorDb = -30.0)
 {
-    auto data = std::make_unique<TSorData>();
-    data->GenParams->NW = 1550;
-    auto& fxd = *data->FxdParams;
-    fxd.SetTPW(1);
-    fxd.PWU[0] = static_cast<std::int16_t>(pulseNs);
-    fxd.DS[0] = 5 * 10000;
-    fxd.NPPW[0] = static_cast<std::int32_t>(n);
-    fxd.GI = 146820;
-    fxd.BC = 810;
-    fxd.AW = 15500;
-    fxd.AR = static_cast<std::int32_t>(5 * n);
-    fxd.SetNF(noiseFloorDb);
-    auto& raw = data->DataPts->GetSubBlock()->Points;
-    raw.assign(static_cast<std::size_t>(n), 0);
-    for (long i = 0; i < n; ++i) {
-        const double r = std::round(-level(i) * 1000.0);
-        raw[static_cast<std::size_t>(i)] = static_cast<std::uint16_t>(r < 0 ? 0 : (r > 65535 ? 65535 : r));
-    }
-    data->DataPts->RebuildWholeCache();
-    data->AUXParams->TYP = "RL";
-    data->CalculateValues();
-    data->SetLinf();
-    return data;
+    owntrace::Shape shape;
+    shape.pulseNs = pulseNs;
+    shape.noiseFloorDb = noiseFloorDb;
+    shape.rangeToLastPoint = true;
+    shape.linear = true;
+    return owntrace::makeTrace(n, level, shape);
 }
 
 // Every level of the working points.

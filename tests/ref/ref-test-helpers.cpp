@@ -1,39 +1,21 @@
 #include "ref-test-helpers.h"
 
 #include <cmath>
-#include <cstdint>
 
-#include "sor/sor-block-aux-parameters.h"
-#include "sor/sor-block-data-points.h"
-#include "sor/sor-block-fixed-parameters.h"
-#include "sor/sor-block-general-parameters.h"
+#include "support/own-trace.h"
 #include "sor/sor-block-supplier-parameters.h"
 
 namespace reftest {
 
 std::unique_ptr<TSorData> makeTrace(const std::vector<double>& levels, long spacingOwt, double noiseFloorDb)
 {
-    auto data = std::make_unique<TSorData>();
-    data->GenParams->NW = 1550;
+    owntrace::Shape shape;
+    shape.pulseNs = kPulseNs;
+    shape.spacingOwt = spacingOwt;
+    shape.noiseFloorDb = noiseFloorDb;
+    auto data = owntrace::makeTrace(static_cast<long>(levels.size()),
+                                    [&](long i) { return levels[static_cast<std::size_t>(i)]; }, shape);
     data->SupParams->SN = "FiberTest";
-    auto& fxd = *data->FxdParams;
-    fxd.SetTPW(1);
-    fxd.PWU[0] = kPulseNs;
-    fxd.DS[0] = static_cast<std::int32_t>(spacingOwt * 10000);
-    fxd.NPPW[0] = static_cast<std::int32_t>(levels.size());
-    fxd.GI = kGroupIndex;
-    fxd.BC = kBcTenths;
-    fxd.AW = 15500;
-    fxd.SetNF(noiseFloorDb);
-    auto& raw = data->DataPts->GetSubBlock()->Points;
-    raw.assign(levels.size(), 0);
-    for (std::size_t i = 0; i < levels.size(); ++i) {
-        const double r = std::round(-levels[i] * 1000.0);
-        raw[i] = static_cast<std::uint16_t>(r < 0 ? 0 : (r > 65535 ? 65535 : r));
-    }
-    data->DataPts->RebuildWholeCache();
-    data->AUXParams->TYP = "RL";
-    data->CalculateValues();  // the level range a load would set
     return data;
 }
 
