@@ -135,10 +135,21 @@ void TAuto::AddSorEvent()
             const double d = line->P1 - line->P2;
             const double span = d <= 0.2 ? 0.5 : std::min(2.0 * d, 2.0);
             const double nextDrop = next->P1 - next->P2;
+            bool narrowed = false;
             if (span < nextDrop) {
                 e->ML3 -= owtWord((1.0 - span / nextDrop) * (e->ML3 - e->ML2));
-                RefEventSCalculate(sor, e);
+                narrowed = true;
             }
+            // The section in front is held to the same fall: a long line over
+            // fibers of different attenuation, or over a splice too small to
+            // report, bends away from the trace at its end, and the loss is
+            // read there.
+            if (span < d) {
+                e->ML0 += owtWord((1.0 - span / d) * (e->ML1 - e->ML0));
+                narrowed = true;
+            }
+            if (narrowed)
+                RefEventSCalculate(sor, e);
             e->LMT = techniqueOf(*e);
             SetReflection(e, line->Refl, line->Type == 'S' || line->Type == 'V' ? next->P1 : line->P2, line->Type,
                           sor);

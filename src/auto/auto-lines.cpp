@@ -104,6 +104,12 @@ TEventLine* TAuto::CreateEventLin2(TEventLine* prev, long beg, long end, long wi
     }
     if (fitEnd <= beg)
         fitEnd = end;
+    // `end` is the first point of the next event, already off the backscatter
+    // (the front of its peak or the start of its drop): the fit stops one
+    // point before it, or a short line tilts towards the event and both its
+    // neighbours' losses come out too large.
+    if (fitEnd == end && end - beg > 4)
+        fitEnd = end - 1;
 
     float a = 0.0f;
     float b = 0.0f;

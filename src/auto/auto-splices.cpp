@@ -35,12 +35,36 @@ double median(const std::vector<double>& v, double offset, bool absolute)
     return *mid;
 }
 
+// The spread of a mean of w points from the stretch's own noise: the second
+// differences of the means of consecutive blocks of w points cancel the
+// fiber's fall and any slow change of it (a section of another attenuation),
+// and their median deviation ignores the few blocks an event touches.
+// Negative when the stretch holds fewer than three blocks.
+double blockMeanSpread(const std::vector<double>& prefix, long w)
+{
+    const long blocks = static_cast<long>(prefix.size() - 1) / w;
+    if (blocks < 3)
+        return -1.0;
+    auto blockMean = [&](long k) {
+        const auto a = static_cast<std::size_t>(k * w);
+        return (prefix[a + static_cast<std::size_t>(w)] - prefix[a]) / static_cast<double>(w);
+    };
+    std::vector<double> second;
+    second.reserve(static_cast<std::size_t>(blocks - 2));
+    for (long k = 1; k + 1 < blocks; ++k)
+        second.push_back(blockMean(k - 1) - 2.0 * blockMean(k) + blockMean(k + 1));
+    // A second difference holds six times the variance of one mean.
+    return 1.4826 * median(second, 0.0, true) / std::sqrt(6.0);
+}
+
 // Two windows of w points, `gap` points apart, slide along start..end. Their
 // mean levels, corrected for the fiber's fall, differ by the loss of an event
-// between them. The fall is taken from the stretch itself (the median of the
-// differences), so that a fiber whose attenuation differs from the nominal
-// one gives no steps, and the noise of the difference is measured on the
-// stretch too (its median deviation): a clean stretch yields nothing.
+// between them. The fall is taken locally, from the statistic one window
+// and gap before and behind (held by the median of the whole stretch when
+// those two disagree, as next to another event), so that sections of
+// different attenuation give no steps and a step is sized against the fiber
+// around it. The noise is measured on the stretch too: a clean stretch
+// yields nothing.
 bool scanStretch(TSorData* sor, long start, long end, long w, long gap, long rise, double sigmas,
                  double floorLimit, StepFind& out)
 {
@@ -61,13 +85,32 @@ bool scanStretch(TSorData* sor, long start, long end, long w, long gap, long ris
     for (long p = first; p <= last; ++p)
         stat.push_back(mean(p - w, w) - mean(p + gap, w));
     const double med = median(stat, 0.0, false);
-    const double sigma = 1.4826 * median(stat, med, true);
+    const auto count = static_cast<long>(stat.size());
+    const long reachOut = w + gap;
+    std::vector<double> base(stat.size(), med);
+    std::vector<double> dev(stat.size(), 0.0);
+    for (long i = 0; i < count; ++i) {
+        const bool hasBefore = i - reachOut >= 0;
+        const bool hasAfter = i + reachOut < count;
+        double b = med;
+        if (hasBefore && hasAfter) {
+            // The median of the two sides and the stretch's median.
+            const double x = stat[static_cast<std::size_t>(i - reachOut)];
+            const double y = stat[static_cast<std::size_t>(i + reachOut)];
+            b = std::max(std::min(x, y), std::min(std::max(x, y), med));
+        }
+        base[static_cast<std::size_t>(i)] = b;
+        dev[static_cast<std::size_t>(i)] = stat[static_cast<std::size_t>(i)] - b;
+    }
+    const double spread = blockMeanSpread(prefix, w);
+    // The deviation takes the noise of two window means, and half of that again from the base.
+    const double sigma = spread >= 0.0 ? std::sqrt(3.0) * spread : 1.4826 * median(stat, med, true);
     const double limit = std::max(sigmas * sigma, floorLimit);
 
     // The first excursion over the limit, then its extreme within the windows' reach.
     std::size_t hit = stat.size();
     for (std::size_t i = 0; i < stat.size(); ++i)
-        if (std::fabs(stat[i] - med) > limit) {
+        if (std::fabs(dev[i]) > limit) {
             hit = i;
             break;
         }
@@ -78,20 +121,25 @@ bool scanStretch(TSorData* sor, long start, long end, long w, long gap, long ris
     std::size_t best = hit;
     const std::size_t reach = std::min(stat.size(), hit + static_cast<std::size_t>(w + gap));
     for (std::size_t i = hit; i < reach; ++i)
-        if (std::fabs(stat[i] - med) > std::fabs(stat[best] - med))
+        if (std::fabs(dev[i]) > std::fabs(dev[best]))
             best = i;
-    const double sign = stat[best] - med > 0.0 ? 1.0 : -1.0;
+    const double sign = dev[best] > 0.0 ? 1.0 : -1.0;
     // The extreme stands where the first window has just left the event's
     // front and the second has passed its fall: the event starts behind it
     // by about the part of the gap that the fall does not take.
-    const double peakValue = stat[best] - med;
+    const double peakValue = dev[best];
     std::size_t right = best;
-    while (right + 1 < stat.size() && sign * (stat[right + 1] - med) >= 0.9 * sign * peakValue)
+    while (right + 1 < stat.size() && sign * dev[right + 1] >= 0.9 * sign * peakValue)
         ++right;
     const long rough = first + static_cast<long>((best + right) / 2);
     // The fall of the fiber per point, and the line of the backscatter in
-    // front of the event from a window that surely lies before it.
-    const double fallPerPoint = med / static_cast<double>(w + gap);
+    // front of the event from a window that surely lies before it. The fall
+    // is that of the windows just in front of the event where the stretch
+    // holds them: a section of another attenuation behind the event must not
+    // tilt the line that the event's start is read from.
+    const auto frontAt = static_cast<std::size_t>(reachOut);
+    const double frontFall = best >= frontAt ? stat[best - frontAt] : base[best];
+    const double fallPerPoint = frontFall / static_cast<double>(w + gap);
     const long frontEnd = std::max(start + 2, rough - w);
     const long frontCount = std::min(w, frontEnd - start);
     const double frontMean = mean(frontEnd - frontCount, frontCount);

@@ -19,6 +19,7 @@
 #include "sor/sor-block-special.h"
 #include "sor/sor-block-supplier-parameters.h"
 #include "sor/sor-file.h"
+#include "util/saturating-cast.h"
 
 // Names that the instruments of this product line write as supplier name,
 // "SN" of SupParams. A trace of an older acquisition block counts as the
@@ -711,7 +712,10 @@ double TSorData::GetMax(long from, long to, long& owt) const
     const auto first = static_cast<long>(FxdParams->OwtTofNum(static_cast<double>(from)));
     const auto last = static_cast<long>(FxdParams->OwtTofNum(static_cast<double>(to)));
     DataPts->GetMinMax(&min, &max, first, last, minPos, maxPos);
-    owt = static_cast<long>(FxdParams->NumToOwt(maxPos));
+    // The nearest whole time: a truncated one would read back a fraction of a
+    // point before the maximum, and an interpolated level there falls short
+    // of it (a saturated peak would no longer read as saturated).
+    owt = roundSaturated<long>(FxdParams->NumToOwt(maxPos));
     return max;
 }
 

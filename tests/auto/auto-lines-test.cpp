@@ -354,3 +354,27 @@ TEST(AutoLinesTest, TailIntoTheNoiseIsNoFiber)
     EXPECT_NEAR(fiber->Splice, -5.0 - fall * 9995 + 30.75, 0.01);
     EXPECT_EQ(fiber->Type, 'R');
 }
+
+TEST(AutoLinesTest, ShortLineBetweenTwoEventsStopsBeforeTheNext)
+{
+    // 0.2 dB/km; an event whose peak rises 10 dB from point 5150 on: the
+    // stretch in front of it, 150 points from 5000, ends on its first point.
+    const double fall = 0.2 * kKmPerPoint;
+    auto sd = makeTrace(
+        [&](long i) {
+            const double level = -15.0 - fall * static_cast<double>(i);
+            return i >= 5150 && i < 5160 ? level + 10.0 : level;
+        },
+        8000);
+    TAuto a;
+    a.Sor = sd.get();
+    a.Pw1 = 12;
+    std::unique_ptr<TEventLine> line(a.CreateEventLin2(nullptr, 5000, 5150, 12, static_cast<float>(fall), 20, 'r'));
+    ASSERT_NE(line, nullptr);
+    // The fit stops one point before the event, which keeps its place.
+    EXPECT_NEAR(line->L2, 5149 * kKmPerPoint, 1e-9);
+    EXPECT_NEAR(line->Le, 5150 * kKmPerPoint, 1e-9);
+    EXPECT_NEAR(line->P1, -15.0 - fall * 5000, 2e-3);
+    EXPECT_NEAR(line->P2, -15.0 - fall * 5149, 2e-3);
+    EXPECT_EQ(line->Type, 'R');
+}

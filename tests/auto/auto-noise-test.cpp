@@ -146,3 +146,41 @@ TEST(AutoNoise, BigSpliceSearch)
     a.Polar = 0.01;
     EXPECT_EQ(a.SearchWeakSplices(100, 19000, 50, prev, value, found, nullptr), 0);
 }
+
+TEST(AutoNoise, BigSpliceSearchOnSectionsOfTwoAttenuations)
+{
+    // A long pulse of 500 points; 0.0002 dB a point up to point 20000,
+    // 0.00018 behind it (a section of another fiber, with no step), and a
+    // 0.1 dB step spread over the pulse from point 30000. Over the reach of
+    // the search's windows the slope change alone moves their difference by
+    // about 0.04 dB on either half of the stretch.
+    auto level = [](long i) {
+        const double fiber = i < 20000 ? 0.0002 * i : 0.0002 * 20000 + 0.00018 * (i - 20000);
+        return -3.0 - fiber;
+    };
+    Ripple ripple;
+    auto sections = trace([&](long i) { return level(i) + ripple(0.01); }, 40000);
+    auto stepped = trace(
+        [&](long i) { return level(i) - 0.1 * std::clamp((i - 30000) / 500.0, 0.0, 1.0) + ripple(0.01); }, 40000);
+    auto longPulse = [](TAuto& a, TSorData* sor) {
+        prepare(a, sor);
+        a.Pw0 = 501;
+        a.Pw1 = 600;
+        a.Pw3 = 800;
+    };
+    TFEvent prev{};
+    TFEvent found{};
+    float value = 0.0f;
+    TAuto a;
+    // The change of attenuation alone is no event.
+    longPulse(a, sections.get());
+    EXPECT_EQ(a.SearchBigSplices(100, 39000, 50, prev, value, found, nullptr), 0);
+    // The step stands out of the noise of the windows, which the slope change
+    // does not raise: it is found at its start and sized against the fiber
+    // around it, not against the mean fall of the whole stretch.
+    longPulse(a, stepped.get());
+    const long at = a.SearchBigSplices(100, 39000, 50, prev, value, found, nullptr);
+    EXPECT_NEAR(at, 30000, 60);
+    EXPECT_EQ(found.Type, 'N');
+    EXPECT_NEAR(value, 0.1, 0.01);
+}

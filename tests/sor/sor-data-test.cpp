@@ -1,5 +1,6 @@
 #include "sor/sor-data.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -286,6 +287,15 @@ TEST(SorDataTest, LevelsAndTimes)
     EXPECT_NEAR(peak, data->NumToLevel(1500), 1e-6);
     EXPECT_EQ(at, static_cast<long>(data->FxdParams->NumToOwt(1500)));
     EXPECT_DOUBLE_EQ(data->GetRealNsPulse(0), 100.0) << "ATP0 500 x 0.2 ns";
+
+    // On a spacing of no whole number of OWT units the time of the maximum
+    // is the nearest one, so that reading the level there finds the peak
+    // (a truncated time would read partly the point before it).
+    data->FxdParams->DS[0] = 49999;
+    data->GetMax(static_cast<long>(data->FxdParams->NumToOwt(1400)),
+                 static_cast<long>(data->FxdParams->NumToOwt(1600)), at);
+    EXPECT_EQ(at, std::lround(data->FxdParams->NumToOwt(1500)));
+    EXPECT_NEAR(data->OwtToLevel(static_cast<double>(at), 1), peak, 1e-6);
 }
 
 TEST(SorDataTest, SavedComparisonResults)
