@@ -83,17 +83,42 @@ void TSorFilter::AutoFilterEventRemove(TSorData* sor, long* count, TFEvent* even
         if (b.Beg - a.Beg < near && a.GradeUp > b.GradeUp && b.Type != 'E')
             --c;
     }
+    // A multiple echo between two reflections a and b shows at a + b or at
+    // 2b - a from the launch: a last event there, weaker than both and as
+    // weak as an echo of b, is no event of the fiber.
+    if (c >= 4) {
+        const TFEvent& tail = events[c - 1];
+        const long at = tail.PeakEnd - events[0].Beg;
+        const long pairTol = 3 * std::max(PwFall, 1L);
+        bool echo = false;
+        for (long a = 1; a + 2 < c && !echo; ++a)
+            for (long b = a + 1; b + 2 < c && !echo; ++b) {
+                const long pa = events[a].PeakEnd - events[0].Beg;
+                const long pb = events[b].PeakEnd - events[0].Beg;
+                const bool fits = std::labs(at - (pa + pb)) <= pairTol || std::labs(at - (2 * pb - pa)) <= pairTol;
+                echo = fits && tail.Type != 'E' && tail.GradeUp > 0 && tail.GradeUp < events[a].GradeUp &&
+                       tail.GradeUp < events[b].GradeUp && isGost(sor, events[b], tail);
+            }
+        // Unless the trace falls into the noise behind it: then it ends the fiber.
+        const long behind = std::min(tail.End + PwFall + 2, points() - 1);
+        if (echo && !(LinfAvg != nullptr && behind >= 0 && LinfAvg[behind] < 2.0f * nfLin))
+            --c;
+    }
     // Echoes of a strong reflection at multiples of its distance from the
     // launch: marked as ghosts, or dropped at the end of the list.
     const long launch = events[0].Beg;
     const long tol = 3 * std::max(PwFall, 1L) + 1;
+    // A weak event (grade up to 7) behind a twin of at least double its
+    // grade is tested the same way, whatever the twin's distance.
     for (long src = 1; src < c; ++src) {
-        if (events[src].GradeUp < 9)
-            continue;
         const long d = events[src].PeakEnd - launch;
-        if (d <= 0 || static_cast<double>(d) * Spacing < 1000.0)
+        if (d <= 0)
             continue;
+        const bool strong = events[src].GradeUp >= 9 && static_cast<double>(d) * Spacing >= 1000.0;
         for (long k = src + 1; k < c; ++k) {
+            const bool twin = events[k].GradeUp <= 7 && events[src].GradeUp >= 2 * events[k].GradeUp;
+            if (!strong && !twin)
+                continue;
             const long pos = events[k].PeakEnd - launch;
             const long multiple = (pos + d / 2) / d;
             if (multiple < 2 || std::labs(pos - multiple * d) > tol || events[k].GradeUp <= 0 ||

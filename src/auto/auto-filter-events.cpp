@@ -6,7 +6,9 @@
 #include "auto/auto-filter-p.h"
 #include "auto/sor-filter.h"
 #include "ref/ref-auto.h"
+#include "ref/ref-event.h"
 #include "sor/sor-block-aux-parameters.h"
+#include "sor/sor-block-fixed-parameters.h"
 #include "sor/sor-data.h"
 
 namespace {
@@ -233,20 +235,40 @@ long TSorFilter::SearchEnd(TSorData* sor, long from, long to, long win, const sh
 
 bool TSorFilter::isGost(TSorData* sor, const TFEvent& a, const TFEvent& b)
 {
-    if (sor == nullptr || Linf == nullptr || a.PeakEnd <= 0 || b.PeakEnd <= 0)
+    if (sor == nullptr || Linf == nullptr || sor->FxdParams == nullptr || a.PeakEnd <= 0 || b.PeakEnd <= 0)
         return false;
     const long n = points();
-    if (a.PeakEnd >= n || b.PeakEnd >= n)
+    if (a.PeakEnd >= n || b.PeakEnd >= n || a.Beg < 1 || b.Beg < 1)
         return false;
-    // The echo of a, seen at b, has come through the fiber to a and back
-    // twice more: its height falls with the loss over that path.
+    // Heights over the backscatter in front of each peak, in dB of the trace.
+    const auto heightDb = [&](const TFEvent& e) {
+        const float base = meanOf(Linf, e.Beg - 4, 4, n);
+        const float top = Linf[e.PeakEnd];
+        if (base <= 0.0f || top <= base)
+            return 0.0;
+        return 5.0 * std::log10(static_cast<double>(top) / static_cast<double>(base));
+    };
+    const double ha = heightDb(a);
+    const double hb = heightDb(b);
+    if (ha <= 0.0)
+        return false;
+    if (hb <= 0.0)
+        return true;
+    const TSorBlockFixedParameters& fxd = *sor->FxdParams;
+    const double ra = RefEventReflection(sor, fxd.NumToOwt(a.PeakEnd), ha);
+    const double rb = RefEventReflection(sor, fxd.NumToOwt(b.PeakEnd), hb);
+    // An echo of a never passes the events between a and b, while the
+    // backscatter at b has lost their loss on top of the fiber's: by that
+    // excess the echo stands higher over its base than a did.
     const float baseA = meanOf(Linf, a.Beg - 4, 4, n);
     const float baseB = meanOf(Linf, b.Beg - 4, 4, n);
-    const float heightA = Linf[a.PeakEnd] - baseA;
-    const float heightB = Linf[b.PeakEnd] - baseB;
-    if (heightA <= 0.0f)
-        return false;
-    const float loss = DbPt * static_cast<float>(std::max(0L, b.PeakEnd - a.PeakEnd));
-    const float expected = heightA * std::pow(10.0f, -loss / 5.0f);
-    return heightB <= expected * 1.5f;
+    double excessDb = 0.0;
+    if (baseA > 0.0f && baseB > 0.0f) {
+        const double fallDb = 5.0 * std::log10(static_cast<double>(baseA) / static_cast<double>(baseB));
+        excessDb = std::max(0.0, fallDb - static_cast<double>(DbPt) * static_cast<double>(b.Beg - a.Beg));
+    }
+    // In linear power: the echo's reflectance reaches at most a's (the launch
+    // reflects it once more), with 3 dB for the noise of both heights.
+    const double expected = std::pow(10.0, ra / 10.0) * std::pow(10.0, excessDb / 5.0);
+    return std::pow(10.0, rb / 10.0) <= 2.0 * expected;
 }

@@ -104,6 +104,20 @@ TEventLine* TAuto::CreateEventLin2(TEventLine* prev, long beg, long end, long wi
     }
     if (fitEnd <= beg)
         fitEnd = end;
+    // A line wholly below the noise has no backscatter edge to stop at: of a
+    // fit over its first half and one over all of it, the one whose slope
+    // lies nearer the fibre's ends the line. Both fits are grown from their
+    // last three points back to the start, and their pins are not used.
+    if (n > 7 && slope > 0.0f && Sor->NumToLevel(beg) < nf && Sor->NumToLevel(end) < nf) {
+        const long mid = beg + n / 2;
+        float yPin = 0.0f;
+        float yLast = 0.0f;
+        float halfError = 0.0f;
+        float wholeError = 0.0f;
+        RefMathGetPinWithLsp(Sor, beg, mid - 2, mid, slope, yPin, yLast, halfError);
+        RefMathGetPinWithLsp(Sor, beg, end - 2, end, slope, yPin, yLast, wholeError);
+        fitEnd = std::fabs(halfError) < std::fabs(wholeError) ? mid : end;
+    }
     // `end` is the first point of the next event, already off the backscatter
     // (the front of its peak or the start of its drop): the fit stops one
     // point before it, or a short line tilts towards the event and both its
@@ -179,9 +193,19 @@ TEventLine* TAuto::CreateEventLin(TEventLine* prev, long beg, long end, long nex
     if (peakAt - foot > win / 2 && foot > end)
         line->Le = PointKm(Sor, foot);
 
+    // The sign of the step across the line: its first level against its last,
+    // with 0.2 / sqrt(win + 1) dB as the noise of a level (the value of a
+    // window of 100 for wider ones). 0 when the two lie within the noise.
+    const double stepNoise = 0.2 / std::sqrt(static_cast<double>(std::min(win, 100L) + 1));
+    const double step = end > beg ? Sor->NumToLevel(beg) - Sor->NumToLevel(end - 1) : 0.0;
+    const int stepSign = step > stepNoise ? 1 : (step < -stepNoise ? -1 : 0);
+
     // The fit of record over the line's own points, when it has two of them
-    // and falls (a rising fit is noise: the line then stays flat at its mean).
-    if (end - beg >= 1 && (a >= b || a + b >= 0.0f)) {
+    // and falls. A fit that rises while the line's ends lie within the noise
+    // of each other is noise: the line then stays flat at its mean. One whose
+    // ends rise beyond the noise is a real rise (the foot of a reflection's
+    // tail) and is fitted as it is.
+    if (end - beg >= 1 && (a >= b || a + b >= 0.0f || stepSign < 0)) {
         LossfSquare(Sor, *line);
     } else {
         const double mean = 0.5 * (static_cast<double>(a) + static_cast<double>(b));
@@ -191,6 +215,13 @@ TEventLine* TAuto::CreateEventLin(TEventLine* prev, long beg, long end, long nex
 
     // The previous line's event is measured now that this line's start is known.
     measurePrevious(prev, *line);
+    // A line falling faster than the one before it by over 0.75 dB/km behind
+    // a small step carries that step's loss itself: the step is a plain 'N'.
+    // "Small" is taken as under 0.05 dB, the least loss reported as an event,
+    // and only plain losses are retyped: a reflection outranks this rule.
+    if (prev != nullptr && (prev->Type == 'P' || prev->Type == 'N') && std::fabs(prev->Splice) < 0.05 &&
+        line->LossKm() > 0.75 + prev->LossKm())
+        prev->Type = 'N';
 
     // Kind of the event behind this line by the height of its peak over the
     // line extrapolated to the peak; its loss is known only with the next line.
@@ -199,5 +230,12 @@ TEventLine* TAuto::CreateEventLin(TEventLine* prev, long beg, long end, long nex
     const double minHeight = RefEventMinReflection(Sor, base, 0.0);
     // A saturated peak is a reflection whatever its height over the line.
     line->Type = height > minHeight || line->Refl >= th.RefSat ? 'R' : 'N';
+    // A line no longer than one window ends on an event whose loss it cannot
+    // measure accurately. With a peak of at most 0.2 dB over the line, on a
+    // level above the noise, that event is short ('S'), or a doubled
+    // reflection ('V') where even that height counts as a reflection. The
+    // width of the event is taken as the line's own span in points.
+    if (line->Refl < th.RefSat && end - beg <= win && height <= 0.2 && base > Sor->FxdParams->GetNF())
+        line->Type = height > minHeight ? 'V' : 'S';
     return line;
 }

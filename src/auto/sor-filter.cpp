@@ -81,6 +81,14 @@ void TSorFilter::GetSorMC()
         Weights[j] = aux->MC[static_cast<std::size_t>(j)] / 10000.0;
 }
 
+void TSorFilter::SetAFC(TSorData* sor)
+{
+    if (sor == nullptr)
+        return;
+    SetSorData(sor);
+    GetSorMC();
+}
+
 void TSorFilter::SetSorMC()
 {
     if (Sor == nullptr)

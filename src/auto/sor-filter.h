@@ -95,6 +95,9 @@ public:
     void FastFilter(TSorData* sor);
     void FTTFilter(TSorData* sor);
     void DynaF(TSorData* sor);
+    // Takes the response (the weights) that the AUX block of `sor` records,
+    // with the document's figures, without filtering; null is ignored.
+    void SetAFC(TSorData* sor);
     void SerialsFilter(TSorData* sor);
     void LFFilter(TSorData* sor);
     void TempFilter(TSorData* sor, TSorData* other, double x);

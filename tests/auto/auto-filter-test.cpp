@@ -282,3 +282,118 @@ TEST(AutoFilterMeasures, StepAndPeakGrades)
         EXPECT_EQ(f.RflAnalisys(&prev, peak, 399, 2, 12, height / 15.5f, width, flat), -1);
     }
 }
+
+namespace {
+
+// A flat fiber at -12 dB with a 5-point peak of height `ha` at 100 and one of
+// `hb` at 200 (and `hc` at 300), ending at 350 in the noise; the base behind
+// 150 lies `stepDb` lower.
+std::unique_ptr<TSorData> twoPeaks(double ha, double hb, double stepDb = 0.0, double hc = 0.0)
+{
+    return filtertest::makeTrace(400, [=](long i) {
+        if (i >= 350)
+            return -30.0;
+        const double base = i < 150 ? -12.0 : -12.0 - stepDb;
+        if (i >= 100 && i < 105)
+            return base + ha;
+        if (i >= 200 && i < 205)
+            return base + hb;
+        if (i >= 300 && i < 305)
+            return base + hc;
+        return base;
+    }, 10.0);
+}
+
+TFEvent peakEvent(long beg, long grade)
+{
+    TFEvent e{};
+    e.Beg = beg;
+    e.Peak1 = beg + 2;
+    e.PeakEnd = beg + 2;
+    e.End = beg + 8;
+    e.Aux = e.End;
+    e.GradeUp = grade;
+    e.Type = 'r';
+    return e;
+}
+
+} // namespace
+
+TEST(AutoFilterGhosts, EchoReflectanceAgainstTheSource)
+{
+    // Heights of 2 dB and h: the reflectances differ by
+    // 10 log10((10^(h/5) - 1) / (10^(2/5) - 1)); an echo reaches at most the
+    // source's, with 3 dB (a factor 2) of allowance.
+    const double hSource = 2.0;
+    const auto heightFor = [&](double ratio) {
+        return 5.0 * std::log10(ratio * (std::pow(10.0, hSource / 5.0) - 1.0) + 1.0);
+    };
+    const TFEvent a = peakEvent(100, 8);
+    const TFEvent b = peakEvent(200, 4);
+    {
+        auto sor = twoPeaks(hSource, heightFor(1.8));
+        TSorFilter f(sor.get());
+        EXPECT_TRUE(f.isGost(sor.get(), a, b));
+    }
+    {
+        auto sor = twoPeaks(hSource, heightFor(2.3));
+        TSorFilter f(sor.get());
+        EXPECT_FALSE(f.isGost(sor.get(), a, b));
+    }
+    // A loss of 3 dB between them lowers the base at b but not the echo: it
+    // stands 10^(3/5) higher over its base, and still counts as an echo.
+    {
+        auto sor = twoPeaks(hSource, heightFor(1.8 * std::pow(10.0, 0.6)), 3.0);
+        TSorFilter f(sor.get());
+        EXPECT_TRUE(f.isGost(sor.get(), a, b));
+        auto flat = twoPeaks(hSource, heightFor(1.8 * std::pow(10.0, 0.6)));
+        TSorFilter g(flat.get());
+        EXPECT_FALSE(g.isGost(flat.get(), a, b));
+    }
+    // Nothing over its base is no source; a flat b is an echo lost in it.
+    {
+        auto sor = twoPeaks(0.0, 1.0);
+        TSorFilter f(sor.get());
+        EXPECT_FALSE(f.isGost(sor.get(), a, b));
+        EXPECT_FALSE(f.isGost(nullptr, a, b));
+    }
+}
+
+TEST(AutoFilterGhosts, WeakTwinAtTwiceTheDistanceIsMarked)
+{
+    // The launch at 0, a reflection at 100 and a weak one at 200 (twice its
+    // distance, too short for the rule of strong reflections), then the end.
+    auto sor = twoPeaks(4.0, 1.0);
+    const auto run = [&](long twinGrade) {
+        TSorFilter f(sor.get());
+        TFEvent events[4] = {peakEvent(0, 0), peakEvent(100, 8), peakEvent(200, twinGrade), peakEvent(330, 9)};
+        events[0].Type = 's';
+        long count = 4;
+        f.AutoFilterEventRemove(sor.get(), &count, events, 0);
+        EXPECT_EQ(count, 4);
+        return events[2].Type;
+    };
+    EXPECT_EQ(run(3), 'g');   // 8 >= 2 * 3
+    EXPECT_EQ(run(4), 'g');   // 8 >= 2 * 4
+    EXPECT_EQ(run(5), 'r');   // 8 < 2 * 5
+}
+
+TEST(AutoFilterGhosts, EchoBetweenTwoReflectionsEndsTheList)
+{
+    // Reflections at 100 and 200; 2 * 200 - 100 = 300 is where light bounced
+    // between them comes back. Tolerance 3 * PwFall (30 points here).
+    auto sor = twoPeaks(4.0, 3.0, 0.0, 1.0);
+    const auto countAfter = [&](long tailBeg, long tailGrade) {
+        TSorFilter f(sor.get());
+        TFEvent events[5] = {peakEvent(0, 0), peakEvent(100, 8), peakEvent(200, 7), peakEvent(250, 5),
+                             peakEvent(tailBeg, tailGrade)};
+        events[0].Type = 's';
+        long count = 5;
+        f.AutoFilterEventRemove(sor.get(), &count, events, 0);
+        return count;
+    };
+    EXPECT_EQ(countAfter(300, 3), 4);   // weaker than both, where the echo lies
+    EXPECT_EQ(countAfter(340, 3), 5);   // 38 points off 2b - a, 36 off a + b
+    EXPECT_EQ(countAfter(328, 3), 4);   // 28 points off: within
+    EXPECT_EQ(countAfter(300, 7), 5);   // as strong as b: no echo of it
+}

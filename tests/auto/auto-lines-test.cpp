@@ -1,5 +1,6 @@
 // TAuto's line sections: fits, Splice between lines, the cleaning of short
 // splices and the building of a line between two events.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -377,4 +378,117 @@ TEST(AutoLinesTest, ShortLineBetweenTwoEventsStopsBeforeTheNext)
     EXPECT_NEAR(line->P1, -15.0 - fall * 5000, 2e-3);
     EXPECT_NEAR(line->P2, -15.0 - fall * 5149, 2e-3);
     EXPECT_EQ(line->Type, 'R');
+}
+
+TEST(AutoLinesTest, SmallStepBeforeASteeperLineIsAPlainLoss)
+{
+    // 0.2 dB/km up to point 10000, a step of `step` dB, then `after` dB/km.
+    auto typeOfStep = [](double step, double after) {
+        const double fall = 0.2 * kKmPerPoint;
+        auto sd = makeTrace(
+            [&](long i) {
+                if (i < 10000)
+                    return -5.0 - fall * static_cast<double>(i);
+                return -5.0 - fall * 10000.0 - step - after * kKmPerPoint * static_cast<double>(i - 10000);
+            },
+            20000);
+        TAuto a;
+        a.Sor = sd.get();
+        const auto slope = static_cast<float>(fall);
+        TEventLine* first = a.CreateEventLin2(nullptr, 100, 9995, 40, slope, 50, 'S');
+        a.AddEventLin(first, nullptr);
+        TEventLine* second = a.CreateEventLin2(first, 10005, 19900, 40, slope, 50, 'E');
+        a.AddEventLin(second, first);
+        return first->Type;
+    };
+    // 1.2 dB/km is over 0.75 dB/km steeper: the 0.03 dB step is no loss event of its own.
+    EXPECT_EQ(typeOfStep(0.03, 1.2), 'N');
+    // Not steep enough, or a step too large to be absorbed: the loss stays 'P'.
+    EXPECT_EQ(typeOfStep(0.03, 0.8), 'P');
+    EXPECT_EQ(typeOfStep(0.1, 1.2), 'P');
+}
+
+TEST(AutoLinesTest, EventBehindALineOfOneWindowIsShort)
+{
+    // 0.2 dB/km, a peak `bump` dB over the fiber on points 5000..5004, then a
+    // 0.3 dB step; the line in front of it starts `length` points before it.
+    auto typeBefore = [](long length, double bump, double floorDb = -40.0, double noiseDb = -30.0) {
+        const double fall = 0.2 * kKmPerPoint;
+        auto sd = makeTrace(
+            [&](long i) {
+                double level = -5.0 - fall * static_cast<double>(i);
+                if (i >= 5005)
+                    level -= 0.3;
+                if (i >= 5000 && i < 5005)
+                    level += bump;
+                return std::fmax(level, floorDb);
+            },
+            8000, noiseDb);
+        TAuto a;
+        a.Sor = sd.get();
+        a.Pw1 = 4;
+        std::unique_ptr<TEventLine> line(
+            a.CreateEventLin2(nullptr, 5000 - length, 5000, 40, static_cast<float>(fall), 20, 'r'));
+        return line == nullptr ? '?' : line->Type;
+    };
+    EXPECT_EQ(typeBefore(30, 0.0), 'S');
+    EXPECT_EQ(typeBefore(30, 0.15), 'S');
+    // A line longer than the window measures the loss: a plain event.
+    EXPECT_EQ(typeBefore(300, 0.0), 'N');
+    EXPECT_EQ(typeBefore(300, 0.15), 'N');
+    // A peak over 0.2 dB keeps its kind whatever the line's length.
+    EXPECT_EQ(typeBefore(30, 0.5), 'N');
+    EXPECT_EQ(typeBefore(30, 10.0), 'R');
+    // A line on a level below the noise makes no short event.
+    EXPECT_EQ(typeBefore(30, 0.0, -40.0, -4.0), 'N');
+}
+
+TEST(AutoLinesTest, LineBelowTheNoiseEndsWhereItsSlopeHolds)
+{
+    // Below the noise floor at -30 dB: 0.2 dB/km, plus `early` dB a point over
+    // points 1000..3000 and `later` dB a point from there up to 5000.
+    const double fall = 0.2 * kKmPerPoint;
+    auto endOf = [&](double early, double later) {
+        auto sd = makeTrace(
+            [&](long i) {
+                const auto x = static_cast<double>(i);
+                const double level = -33.0 - fall * x - early * std::min(x, 3000.0);
+                return i < 3000 ? level : level - later * (x - 3000.0);
+            },
+            6000);
+        TAuto a;
+        a.Sor = sd.get();
+        std::unique_ptr<TEventLine> line(a.CreateEventLin2(nullptr, 1000, 5000, 40, static_cast<float>(fall), 20, 'r'));
+        return line == nullptr ? -1.0 : line->L2 / kKmPerPoint;
+    };
+    // The first half keeps the fibre's slope: the line ends in the middle.
+    EXPECT_NEAR(endOf(0.0, 0.001), 3000.0, 1e-6);
+    // A steep first half: the whole line comes nearer, fitted up to the point before the event.
+    EXPECT_NEAR(endOf(0.001, 0.0), 4999.0, 1e-6);
+}
+
+TEST(AutoLinesTest, RisingLineIsFittedOnlyWhenItRisesBeyondTheNoise)
+{
+    // A stretch of 300 points rising by `rise` dB in all; a window of 40 makes
+    // 0.2 / sqrt(41) = 0.031 dB the noise of a level, a window of 400 0.2 / sqrt(101).
+    auto fitOf = [](double rise, long win) {
+        auto sd = makeTrace([&](long i) { return -10.0 + rise * static_cast<double>(i - 1000) / 300.0; }, 2000);
+        TAuto a;
+        a.Sor = sd.get();
+        std::unique_ptr<TEventLine> line(a.CreateEventLin2(nullptr, 1000, 1300, win, 0.0f, 20, 'r'));
+        return line == nullptr ? std::make_pair(0.0, 0.0) : std::make_pair(line->P1, line->P2);
+    };
+    const auto real = fitOf(0.1, 40);
+    EXPECT_NEAR(real.first, -10.0, 2e-3);
+    EXPECT_NEAR(real.second, -10.0 + 0.1 * 299.0 / 300.0, 2e-3);
+    // Within the noise the line is flat at its mean, beyond it fitted.
+    const auto noise = fitOf(0.025, 40);
+    EXPECT_DOUBLE_EQ(noise.first, noise.second);
+    EXPECT_NEAR(noise.first, -10.0 + 0.0125, 2e-3);
+    // Beyond the noise of a window of 40; a window of 400 keeps that of 100
+    // (0.0199 dB, not 0.0100), which holds a rise of 0.015 dB.
+    const auto narrow = fitOf(0.025, 100);
+    EXPECT_LT(narrow.first, narrow.second - 0.02);
+    const auto wide = fitOf(0.015, 400);
+    EXPECT_DOUBLE_EQ(wide.first, wide.second);
 }

@@ -99,6 +99,16 @@ TEST(SorFilterFrame, StrengthClassesCycleAndStoreTheTaps)
     EXPECT_EQ(f.IncLevelF(1), 0);
     EXPECT_FALSE(sor->AUXParams->isFilter());
     EXPECT_EQ(f.GetFLevel(), 0.0);
+    // The taps stored by one filter become another's response, as 1/10000.
+    TSorFilter other(nullptr);
+    EXPECT_EQ(f.IncLevelF(1), 1);
+    other.SetAFC(sor.get());
+    ASSERT_EQ(other.K, f.K);
+    for (long j = 0; j < f.K; ++j)
+        EXPECT_DOUBLE_EQ(other.Weights[j], sor->AUXParams->MC[static_cast<std::size_t>(j)] / 10000.0);
+    EXPECT_EQ(other.PwFall, f.PwFall);
+    other.SetAFC(nullptr);
+    EXPECT_EQ(other.K, f.K);
 }
 
 TEST(SorFilterFast, KnownAnswers)
