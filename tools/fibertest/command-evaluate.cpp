@@ -20,26 +20,7 @@ namespace cli {
 namespace {
 
 // A truth file lists at most some thousands of events; refuse anything far larger unread.
-constexpr std::streamoff maxTruthBytes = std::streamoff(64) << 20;
-
-std::string readTruthFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw InputError("cannot read '" + path + "': " + std::strerror(errno));
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    if (size < 0)
-        throw InputError("cannot read '" + path + "': not a regular file");
-    if (size > maxTruthBytes)
-        throw InputError("'" + path + "' is too large to be a truth file (" + std::to_string(size) + " bytes)");
-    in.seekg(0, std::ios::beg);
-    std::string text(static_cast<std::size_t>(size), '\0');
-    in.read(text.data(), size);
-    if (!in)
-        throw InputError("cannot read '" + path + "': read error");
-    return text;
-}
+constexpr long long maxTruthBytes = 64LL << 20;
 
 std::string format(const char* fmt, double value)
 {
@@ -222,7 +203,7 @@ void printJson(std::ostream& out, const SimTruth& truth, const SimEvaluation& r)
 int runEvaluate(const ParsedArgs& args, Context& context)
 {
     const std::string truthPath = args.positional()[0];
-    const std::string text = readTruthFile(truthPath);
+    const std::string text = readTextFile(truthPath, maxTruthBytes, "a truth file");
     const LoadedTrace trace = loadTrace(args.positional()[1]);
     if (trace.truncated)
         context.err << "fibertest evaluate: warning: '" << trace.path << "' ends early; evaluating what there is\n";

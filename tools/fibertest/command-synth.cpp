@@ -16,26 +16,7 @@ namespace cli {
 namespace {
 
 // No link description comes near this; refuse before reading it into memory.
-constexpr std::streamoff maxLinkBytes = std::streamoff(16) << 20;
-
-std::string readLinkFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw InputError("cannot read '" + path + "': " + std::strerror(errno));
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    if (size < 0)
-        throw InputError("cannot read '" + path + "': not a regular file");
-    if (size > maxLinkBytes)
-        throw InputError("'" + path + "' is too large to be a link description (" + std::to_string(size) + " bytes)");
-    in.seekg(0, std::ios::beg);
-    std::string text(static_cast<std::size_t>(size), '\0');
-    in.read(text.data(), size);
-    if (!in)
-        throw InputError("cannot read '" + path + "': read error");
-    return text;
-}
+constexpr long long maxLinkBytes = 16LL << 20;
 
 SimShotOptions shotOptions(const ParsedArgs& args)
 {
@@ -74,7 +55,7 @@ int runSynth(const ParsedArgs& args, Context&)
         throw UsageError("missing option '--output' (-o): where to write the trace");
     const SimShotOptions options = shotOptions(args);
     const std::string linkPath = args.positional()[0];
-    const std::string text = readLinkFile(linkPath);
+    const std::string text = readTextFile(linkPath, maxLinkBytes, "a link description");
     std::string truth;
     std::string trace;
     try {

@@ -148,4 +148,23 @@ double owtToKm(const TSorData& data, double owt)
     return (owt - data.GenParams->UO) * (299792.5 / groupIndex) * 1e-10;
 }
 
+std::string readTextFile(const std::string& path, long long maxBytes, const std::string& what)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        throw InputError("cannot read '" + path + "': " + std::strerror(errno));
+    in.seekg(0, std::ios::end);
+    const std::streamoff size = in.tellg();
+    if (size < 0)
+        throw InputError("cannot read '" + path + "': not a regular file");
+    if (size > maxBytes)
+        throw InputError("'" + path + "' is too large to be " + what + " (" + std::to_string(size) + " bytes)");
+    in.seekg(0, std::ios::beg);
+    std::string text(static_cast<std::size_t>(size), '\0');
+    in.read(text.data(), size);
+    if (!in)
+        throw InputError("cannot read '" + path + "': read error");
+    return text;
+}
+
 } // namespace cli

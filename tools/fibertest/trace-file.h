@@ -28,6 +28,11 @@ void saveTrace(TSorData& data, const std::string& path);
 // Writes bytes to `path` the same way.
 void saveFile(const std::string& bytes, const std::string& path);
 
+// The whole of a small text file (a link description, a truth file), refused
+// unread when it is larger than `maxBytes`; `what` names such a file in the
+// error ("a link description").
+[[nodiscard]] std::string readTextFile(const std::string& path, long long maxBytes, const std::string& what);
+
 // Distance in km of a one-way time, measured from the user offset.
 [[nodiscard]] double owtToKm(const TSorData& data, double owt);
 
