@@ -14,6 +14,7 @@
 #include "support/temp-dir.h"
 
 using clitest::Outcome;
+using clitest::parsedObject;
 using clitest::runTool;
 using testsupport::TempDir;
 using testsupport::writeFile;
@@ -26,13 +27,6 @@ const char* const kLink = R"({
   "link": [{"connector": {"loss_dB": 0.4, "reflectance_dB": -48}}, {"fiber": {"km": 2.5}},
            {"splice": {"loss_dB": 0.25}}, {"fiber": {"km": 1.5}}, {"end": {"reflectance_dB": -14}}]
 })";
-
-picojson::object parsedObject(const std::string& text)
-{
-    picojson::value v;
-    EXPECT_EQ(picojson::parse(v, text), "");
-    return v.is<picojson::object>() ? v.get<picojson::object>() : picojson::object{};
-}
 
 // Synthesises the link with its true events in the table.
 void synth(const TempDir& dir)

@@ -15,6 +15,7 @@
 #include "support/temp-dir.h"
 
 using clitest::Outcome;
+using clitest::parsedJson;
 using clitest::runTool;
 using testsupport::readFile;
 using testsupport::TempDir;
@@ -32,13 +33,6 @@ const char* const kLink = R"({
     {"end": {"reflectance_dB": -14}}
   ]
 })";
-
-picojson::value parsedJson(const std::string& text)
-{
-    picojson::value v;
-    EXPECT_EQ(picojson::parse(v, text), "");
-    return v;
-}
 
 TEST(CliSynth, WritesAGenuineTraceAndItsTruth)
 {
