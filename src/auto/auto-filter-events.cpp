@@ -2,6 +2,8 @@
 // peaks, ringing, and where the trace settles behind an event.
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 #include "auto/auto-filter-p.h"
 #include "auto/sor-filter.h"
@@ -30,7 +32,73 @@ float log2Grade(float height, float threshold)
     return std::log10(height / threshold + 1.0f) / std::log10(2.0f);
 }
 
+// Solves the n x n system a x = b in place (Gauss with pivoting); false
+// when it is singular.
+bool solve(double (&a)[4][4], double (&b)[4], int n)
+{
+    for (int c = 0; c < n; ++c) {
+        int pivot = c;
+        for (int r = c + 1; r < n; ++r)
+            if (std::fabs(a[r][c]) > std::fabs(a[pivot][c]))
+                pivot = r;
+        if (std::fabs(a[pivot][c]) < 1e-12)
+            return false;
+        std::swap(a[c], a[pivot]);
+        std::swap(b[c], b[pivot]);
+        for (int r = c + 1; r < n; ++r) {
+            const double k = a[r][c] / a[c][c];
+            for (int j = c; j < n; ++j)
+                a[r][j] -= k * a[c][j];
+            b[r] -= k * b[c];
+        }
+    }
+    for (int c = n - 1; c >= 0; --c) {
+        for (int j = c + 1; j < n; ++j)
+            b[c] -= a[c][j] * b[j];
+        b[c] /= a[c][c];
+    }
+    return true;
+}
+
 }  // namespace
+
+float DampedSineFitError(const float* y, long count, float period)
+{
+    if (y == nullptr || count < 8 || period < 3.0f)
+        return std::numeric_limits<float>::infinity();
+    const double omega = 6.283 / static_cast<double>(period);
+    float best = std::numeric_limits<float>::infinity();
+    // The amplitude keeps this share of itself over one cycle.
+    for (const double keep : {1.0, 0.8, 0.6, 0.4, 0.25, 0.1}) {
+        const double damp = std::pow(10.0, std::log10(keep) / static_cast<double>(period));
+        // y(k) = c0 + c1 k + damp^k (a sin(omega k) + b cos(omega k)): the
+        // settling trace as a line with the ringing on it.
+        double ata[4][4] = {};
+        double aty[4] = {};
+        double decay = 1.0;
+        for (long k = 0; k < count; ++k, decay *= damp) {
+            const auto t = static_cast<double>(k);
+            const double f[4] = {1.0, t, decay * std::sin(omega * t), decay * std::cos(omega * t)};
+            for (int r = 0; r < 4; ++r) {
+                for (int c = 0; c < 4; ++c)
+                    ata[r][c] += f[r] * f[c];
+                aty[r] += f[r] * static_cast<double>(y[k]);
+            }
+        }
+        if (!solve(ata, aty, 4))
+            continue;
+        double sum = 0.0;
+        decay = 1.0;
+        for (long k = 0; k < count; ++k, decay *= damp) {
+            const auto t = static_cast<double>(k);
+            const double ring = aty[2] * std::sin(omega * t) + aty[3] * std::cos(omega * t);
+            const double error = static_cast<double>(y[k]) - (aty[0] + aty[1] * t + decay * ring);
+            sum += error * error;
+        }
+        best = std::min(best, static_cast<float>(std::sqrt(sum / static_cast<double>(count))));
+    }
+    return best;
+}
 
 long TSorFilter::FallAnalisys(long i, long last, long pw, long win, float threshold)
 {
@@ -117,17 +185,31 @@ long TSorFilter::DoubleRDetect(long i, long win)
     const long n = points();
     if (Sor == nullptr || win < 4 || i < 0 || i + win >= n)
         return 0;
+    // The first peak's fall ends where the trace stops falling; the steepest
+    // rise and fall are taken from half-way down that fall to the window end.
+    long end = i;
+    while (end < i + win && level(end + 1) <= level(end))
+        ++end;
+    if (end >= i + win - 2)
+        return 0;
     float fall = 0.0f;
     float rise = 0.0f;
     long fallAt = 0;
     long riseAt = 0;
-    const long from = i + win / 2;
-    RefAutoSearchMaxdbRiseFall(Sor, from, i + win, 1, fall, fallAt, rise, riseAt, DbPt);
-    const float firstTop = level(i);
-    const float secondTop = level(riseAt + 1);
-    if (std::fabs(firstTop - secondTop) < 1.0f || rise <= 2.0f * std::fabs(fall) || riseAt + 1 >= i + win - 1)
+    RefAutoSearchMaxdbRiseFall(Sor, (i + end) / 2, i + win, 1, fall, fallAt, rise, riseAt, DbPt);
+    const long second = riseAt + 1;
+    if (rise <= 2.0f * std::fabs(fall) || second >= i + win - 1)
         return 0;
-    return riseAt + 1;
+    long top = second;
+    while (top < i + win && level(top + 1) > level(top))
+        ++top;
+    if (std::fabs(level(i) - level(top)) < 1.0f)
+        return 0;
+    // The second reflection starts at the foot of its rise.
+    long foot = riseAt;
+    while (foot > i + 1 && level(foot - 1) < level(foot))
+        --foot;
+    return foot;
 }
 
 long TSorFilter::ZvonDetect(long i, long last, float threshold, long win, long limit)
@@ -149,6 +231,20 @@ long TSorFilter::ZvonDetect(long i, long last, float threshold, long win, long l
         return 0;
     const float period = 2.0f * static_cast<float>(maxAt - minAt);
     if (period < 3.0f)
+        return 0;
+    // Ringing is a damped sine on the settling trace: fitted over four
+    // cycles from the first minimum, or three where four do not fit.
+    const float noise = threshold;
+    bool fits = false;
+    for (const float cycles : {4.0f, 3.0f}) {
+        const auto span = static_cast<long>(cycles * period);
+        if (minAt + span > std::min(last, n - 1))
+            continue;
+        fits = DampedSineFitError(Linf + minAt, span, period) <= 2.5f * noise;
+        if (fits)
+            break;
+    }
+    if (!fits)
         return 0;
     // Follow the extrema on until their swing sinks into the noise.
     const float floor = 5.0f * threshold / std::sqrt(period);

@@ -25,6 +25,9 @@ struct Walk
     float polarBegin = 0.0f;
     float refLin = 0.0f;   // linear level of the fiber a third of the way in
     long start = 0;
+    long front = 0;        // point of the instrument's front offset, 0 for none
+    bool startRising = false;  // the walk starts inside the launch's rise (state 1)
+    bool startLaunch = false;  // a plain launch stands at `start` (found at the front offset)
     long g = 0;            // the G flag (see AutoFilterResultData)
     long sens = 0;         // restarts so far
     // thresholds at the present point

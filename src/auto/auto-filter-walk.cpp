@@ -1,5 +1,6 @@
 // The walk of the auto filter over the points: the running mean, the output
-// levels, and the opening and closing of events.
+// levels, the opening and closing of events, and the restarts of the walk
+// with a lower sensitivity where weak events crowd.
 #include <algorithm>
 #include <cmath>
 
@@ -163,8 +164,11 @@ bool measureFall(WalkState& s, long i, float mean, TFEvent& e)
     Walk& w = s.w;
     const float* linf = s.f.Linf;
     long beg = std::max(0L, i - 1);
-    // The first sample of the fall lies where the trace left the mean.
-    for (long k = 0; k < w.pw && beg > 0 && linf[beg] < mean + w.tf * 0.3f; ++k)
+    // The first sample of the fall lies where the trace left the mean (the
+    // one from before the fall), by the noise whatever the sensitivity: a
+    // less sensitive walk sees the fall later.
+    const float left = w.tf * 0.3f * 0.7f / (static_cast<float>(w.sens) + 0.7f);
+    for (long k = 0; k < 4 * w.pw2 && beg > 0 && linf[beg] < mean + left; ++k)
         --beg;
     const long grade = s.f.FallAnalisys(beg, w.last, w.pw, w.pw2, -w.tf);
     if (grade >= 0)
@@ -182,6 +186,94 @@ bool measureFall(WalkState& s, long i, float mean, TFEvent& e)
     e.Aux = e.End;
     e.Type = 'S';
     return true;
+}
+
+// When the events at the end of the list are three or more short ones in a
+// row whose weights (high for weak events close behind the one before) sum
+// to 30 or more, the index of the middle one of them; else 0.
+long restartIndex(const WalkState& s)
+{
+    // So many restarts find noise at every threshold: the walk goes on.
+    constexpr long maxRestarts = 8;
+    if (s.w.sens >= maxRestarts)
+        return 0;
+    long first = s.count;
+    while (first > 1 && s.events[first - 1].Type == 'S')
+        --first;
+    const long run = s.count - first;
+    if (run < 3)
+        return 0;
+    double weight = 0.0;
+    for (long k = first; k < s.count; ++k) {
+        const TFEvent& e = s.events[k];
+        const auto grade = static_cast<double>(std::max(e.GradeUp, -e.GradeDown));
+        const auto distance = static_cast<double>(std::max(1L, e.Beg - s.events[k - 1].Beg));
+        weight += (4.5 - grade) * 100.0 * static_cast<double>(s.w.pw2) / (distance * (1.0 + grade));
+    }
+    return weight >= 30.0 ? first + run / 2 : 0;
+}
+
+// The end of the zone behind a strong reflection where its ghosts open no events.
+long ghostZoneEnd(const Walk& w, const TFEvent& e)
+{
+    return std::min(static_cast<long>(static_cast<float>(e.End) + 1.07f * static_cast<float>(w.ghostSpan)),
+                    w.last - 1);
+}
+
+// A second reflection on the fall of the first, closer than the first takes
+// to settle or inside the zone where the first's ghosts are ignored: the
+// first ends at the foot of the second, so that the walk opens the second
+// there. Only a rise that stands as a reflection of its own counts. Answers
+// whether there was one.
+bool endBeforeSecondRise(WalkState& s, TFEvent& e, long zoneEnd)
+{
+    const long foot = s.f.DoubleRDetect(e.PeakEnd, std::max(e.End, zoneEnd) - e.PeakEnd);
+    if (foot <= e.PeakEnd + 1)
+        return false;
+    // The thresholds of the foot's level, leaving those of the walk alone.
+    Walk w = s.w;
+    setThresholds(w, s.f.Linf[foot]);
+    long peak = foot + 1;
+    long width = 0;
+    long flat = 0;
+    if (s.f.RflAnalisys(&e, peak, w.last, w.rise, w.pw2, w.t1, width, flat) < 1)
+        return false;
+    e.End = std::min(e.End, foot - 1);
+    e.Aux = std::max(e.Aux, e.End);
+    return true;
+}
+
+bool strongerThanAllBehindLaunch(const WalkState& s, long grade)
+{
+    for (long k = 1; k < s.count; ++k)
+        if (s.events[k].GradeUp >= grade)
+            return false;
+    return true;
+}
+
+// A launch at i that shows no reflection of its own.
+TFEvent plainLaunch(WalkState& s, long i, char type)
+{
+    const Walk& w = s.w;
+    const float* linf = s.f.Linf;
+    TFEvent launch{};
+    launch.Beg = i;
+    launch.Peak1 = std::min(i + w.pw, w.n - 1);
+    // The launch may stand at its top from the first point on.
+    long top = i;
+    for (long p = i; p < std::min(i + 2 * w.pw2 + w.rise, w.n); ++p)
+        if (linf[p] > linf[top])
+            top = p;
+    launch.PeakEnd = top;
+    launch.End = std::min(launch.Peak1 + w.win1, w.n - 1);
+    float settled = 0.0f;
+    s.f.SearchDZ(s.sor, launch, w.last, settled);
+    launch.End = std::max(launch.End, std::min(launch.Peak1 + w.win1, w.n - 1));
+    launch.PeakEnd = i;
+    launch.Aux = launch.End;
+    launch.Width = w.pw;
+    launch.Type = type;
+    return launch;
 }
 
 // Writes the levels of the stretch from..to unfiltered (inside an event).
@@ -214,24 +306,24 @@ long RunWalk(TSorFilter& f, TSorData* sor, Walk& w, TFEvent* events, short* widt
     TFEvent launch{};
     long i = w.start;
     setThresholds(w, linf[i]);
-    if (!measureReflection(s, std::min(i + 1, w.n - 1), launch)) {
-        launch = TFEvent{};
-        launch.Beg = i;
-        launch.Peak1 = std::min(i + w.pw, w.n - 1);
-        // The launch may stand at its top from the first point on.
-        long top = i;
-        for (long p = i; p < std::min(i + 2 * w.pw2 + w.rise, w.n); ++p)
-            if (linf[p] > linf[top])
-                top = p;
-        launch.PeakEnd = top;
-        launch.End = std::min(launch.Peak1 + w.win1, w.n - 1);
-        float settled = 0.0f;
-        f.SearchDZ(sor, launch, w.last, settled);
-        launch.End = std::max(launch.End, std::min(launch.Peak1 + w.win1, w.n - 1));
+    if (w.startLaunch) {
+        // A launch without a reflection found at the front offset.
+        launch.Beg = std::min(w.front, i);
         launch.PeakEnd = i;
+        launch.Peak1 = std::min(i + w.pw, w.n - 1);
+        launch.End = std::min(launch.Peak1 + w.win1, w.n - 1);
         launch.Aux = launch.End;
         launch.Width = w.pw;
         launch.Type = 's';
+    } else if (w.startRising) {
+        // The walk starts inside the launch's rise: its reflection, or, when
+        // the trace rises to no peak of its own, a launch without one.
+        if (measureReflection(s, i, launch))
+            launch.Beg = i;
+        else
+            launch = plainLaunch(s, i, 'I');
+    } else if (!measureReflection(s, std::min(i + 1, w.n - 1), launch)) {
+        launch = plainLaunch(s, i, 's');
     } else {
         launch.Beg = i;
     }
@@ -243,6 +335,15 @@ long RunWalk(TSorFilter& f, TSorData* sor, Walk& w, TFEvent* events, short* widt
     long target = targetWindow(w, linf[i]);
     float meanAtChange = std::max(linf[i], 1e-6f);
     long ghostEnd = -1;
+    // The mean before the trace began to fall away from it.
+    float steadyMean = linf[i];
+    // A new mean from point `at` on, behind an event.
+    const auto restartMean = [&](long at) {
+        run.restart(at);
+        steadyMean = linf[at];
+        target = targetWindow(w, linf[at]);
+        meanAtChange = std::max(linf[at], 1e-6f);
+    };
     for (++i; i < w.last; ++i) {
         const float mean = run.mean();
         const long m = run.size();
@@ -266,6 +367,9 @@ long RunWalk(TSorFilter& f, TSorData* sor, Walk& w, TFEvent* events, short* widt
         if (d1 < w.tf && d2 < w.tf2 && m >= 2 && ahead(s, i, 1) < mean + w.tf2) {
             const int depth = static_cast<int>(std::min(d2 / w.tf2, 8.0f));
             run.shorten(std::max(m >> depth, w.win1 / 2));
+        } else if (d1 >= w.tf * 0.7f / (static_cast<float>(w.sens) + 0.7f)) {
+            // Not below the mean by more than the most sensitive walk allows.
+            steadyMean = mean;
         }
         TFEvent e{};
         bool opened = false;
@@ -288,8 +392,11 @@ long RunWalk(TSorFilter& f, TSorData* sor, Walk& w, TFEvent* events, short* widt
             const bool falling = !opened && d1 < w.tf && below(0) && below(w.win2) && below(2 * w.win1) &&
                                  below(2 * w.win2) && below(w.win3);
             if (falling)
-                opened = measureFall(s, i, mean, e);
+                opened = measureFall(s, i, steadyMean, e);
         }
+        bool twoPeaks = false;
+        if (opened && e.GradeUp > 0)
+            twoPeaks = endBeforeSecondRise(s, e, e.GradeUp > 8 ? ghostZoneEnd(w, e) : e.End);
         if (opened) {
             if (e.Beg <= s.events[s.count - 1].End)
                 e.Beg = s.events[s.count - 1].End + 1;
@@ -299,6 +406,10 @@ long RunWalk(TSorFilter& f, TSorData* sor, Walk& w, TFEvent* events, short* widt
             if (e.GradeUp > 9 && (s.count == 1 || w.g > 0) && ahead(s, e.Beg, -w.win1) < 10.0f * w.nfLin &&
                 ahead(s, i, w.pw2 + w.win3) > ahead(s, e.PeakEnd, 0) / 2.0f)
                 ++w.g;
+            // The strongest reflection behind the launch so far is the
+            // candidate for the end of the fiber.
+            if (e.Type == 'r' && strongerThanAllBehindLaunch(s, e.GradeUp))
+                e.Type = 'R';
             TFEvent& prev = s.events[s.count - 1];
             if (e.GradeUp <= 0 && (e.Beg <= prev.End + 2 || (prev.GradeUp <= 0 && e.Beg <= prev.Beg + 2 * w.pw2))) {
                 // The trace behind the previous event had not settled yet:
@@ -309,10 +420,17 @@ long RunWalk(TSorFilter& f, TSorData* sor, Walk& w, TFEvent* events, short* widt
                 e = prev;
             } else if (!addEvent(s, e)) {
                 break;
+            } else if (const long back = restartIndex(s); back > 0) {
+                // A run of weak events close together is the noise: the
+                // walk goes back to the middle one, less sensitive.
+                ++w.sens;
+                s.count = back;
+                i = s.events[back - 1].End;
+                restartMean(i);
+                continue;
             }
-            if (e.GradeUp > 8) {
-                ghostEnd = std::min(static_cast<long>(static_cast<float>(e.End) + 1.07f * static_cast<float>(w.ghostSpan)),
-                                    w.last - 1);
+            if (e.GradeUp > 8 && !twoPeaks) {
+                ghostEnd = ghostZoneEnd(w, e);
                 // Ringing behind a strong reflection opens no events.
                 const long ringEnd = f.ZvonDetect(e.PeakEnd, w.last, w.t1, w.pw2, 10 * w.pw2);
                 if (ringEnd > e.End) {
@@ -327,13 +445,16 @@ long RunWalk(TSorFilter& f, TSorData* sor, Walk& w, TFEvent* events, short* widt
             i = e.End;
             if (i >= w.last - 1)
                 break;
-            run.restart(i);
-            target = targetWindow(w, linf[i]);
-            meanAtChange = std::max(linf[i], 1e-6f);
-            // The fiber ends here when the trace behind the event lies in the noise.
+            restartMean(i);
+            // The fiber ends here when the trace behind the event lies in
+            // the noise; a step without a reflection is then the end reached
+            // in the noise.
             if (f.LinfAvg != nullptr && i < w.n && f.LinfAvg[i] < 2.0f * w.nfLin &&
-                ahead(s, i, w.win3) < 2.0f * w.nfLin)
+                ahead(s, i, w.win3) < 2.0f * w.nfLin) {
+                if (s.count > 1 && s.events[s.count - 1].GradeUp <= 0)
+                    s.events[s.count - 1].Type = 'E';
                 break;
+            }
             // A strong reflection near the noise ends the useful trace.
             if (e.GradeUp >= 13 && f.LinfAvg != nullptr && f.LinfAvg[i] < 5.0f * w.nfLin && s.count >= 3)
                 break;

@@ -55,6 +55,57 @@ long startPoint(Walk& w, const float* linf)
     return at;
 }
 
+// The point of the instrument's own front offset (the AUX block's); 0 when
+// there is none, or when the data start so far in front of time zero (more
+// than a ninth of the offset) that the point does not stand for it.
+long frontPoint(const TSorData* sor, float spacing)
+{
+    const double owt = sor->AUXParams->LFPO;
+    if (owt <= 0.0)
+        return 0;
+    const auto point = static_cast<long>(sor->FxdParams->OwtTofNum(owt));
+    return point > 0 && owt > 0.9 * spacing * static_cast<double>(point) ? point : 0;
+}
+
+// Where the walk begins. Behind an offset of the instrument (the trace starts
+// before its front panel) the launch is looked for at the front panel; the
+// walk then starts either behind a plain launch or inside the rise of the
+// launch's reflection. Otherwise it starts from the foot of the launch.
+void chooseStart(TSorFilter& f, TSorData* sor, Walk& w, const float* linf)
+{
+    w.front = frontPoint(sor, f.Spacing);
+    w.startRising = false;
+    w.startLaunch = false;
+    if (w.front > 0 && w.front < w.last - w.pw2) {
+        long peak = w.front;
+        long width = 0;
+        long flat = 0;
+        const float threshold = 2.0f * (w.nfLin + w.polarBegin / 2.2f * linf[w.front - 1]);
+        if (f.RflAnalisys(nullptr, peak, w.last, w.rise, w.pw2, threshold, width, flat) < 1) {
+            // No reflection of its own: a plain launch at the point found.
+            w.start = std::min(peak, w.last - 1);
+            w.startLaunch = true;
+        } else {
+            w.start = w.front;
+            w.startRising = true;
+        }
+        return;
+    }
+    // The data begin well in front of the instrument's panel: the fiber
+    // starts at the point of time zero, inside the launch's rise.
+    const TSorBlockFixedParameters& fxd = *sor->FxdParams;
+    if (fxd.GetOwtDataOffset() < 0.0) {
+        const auto panel = static_cast<long>(fxd.OwtTofNum(0.0));
+        if (static_cast<float>(panel) > 300.0f / f.Spacing + static_cast<float>(w.pw) / 10.0f + 1.0f &&
+            panel < w.last - w.pw2) {
+            w.start = panel;
+            w.startRising = true;
+            return;
+        }
+    }
+    w.start = startPoint(w, linf);
+}
+
 }  // namespace
 
 long TSorFilter::AutoFilter(TSorData* sor, TFEvent* events, short* widths)
@@ -130,7 +181,7 @@ long TSorFilter::AutoFilter(TSorData* sor, TFEvent* events, short* widths)
     if (w.nfLin >= w.refLin)
         w.refLin = Linf[a] / 3.0f;
 
-    w.start = startPoint(w, Linf);
+    chooseStart(*this, sor, w, Linf);
     const long count = autofilter::RunWalk(*this, sor, w, events, widths);
     Result.G = w.g;
     Result.count = count;

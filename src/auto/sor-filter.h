@@ -50,6 +50,11 @@ struct AutoFilterResultData
     float noisePeak = 0.0f;
 };
 
+// The root mean square error of the best fit of a damped sine of `period`
+// points on a straight line to the `count` samples of y; infinity when there
+// are too few samples (under 8) or the period is shorter than 3 points.
+[[nodiscard]] FIBERTEST_AUTO_EXPORT float DampedSineFitError(const float* y, long count, float period);
+
 class FIBERTEST_AUTO_EXPORT TSorFilter : public TFilter
 {
 public:

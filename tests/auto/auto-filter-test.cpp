@@ -5,6 +5,9 @@
 #include <cmath>
 #include <filesystem>
 #include <functional>
+#include <limits>
+#include <memory>
+#include <utility>
 #include <random>
 #include <string>
 #include <vector>
@@ -396,4 +399,231 @@ TEST(AutoFilterGhosts, EchoBetweenTwoReflectionsEndsTheList)
     EXPECT_EQ(countAfter(340, 3), 5);   // 38 points off 2b - a, 36 off a + b
     EXPECT_EQ(countAfter(328, 3), 4);   // 28 points off: within
     EXPECT_EQ(countAfter(300, 7), 5);   // as strong as b: no echo of it
+}
+
+namespace {
+
+// A fiber at -8 dB losing 0.2 dB/km (2e-5 dB a point of 0.1 m) that ends at
+// 5500 in the noise, with `shape(i)` dB added; pulses of 10 ns.
+std::unique_ptr<TSorData> fiberWith(const std::function<double(long)>& shape)
+{
+    return filtertest::makeTrace(6000, [&](long i) {
+        return i > 5500 ? -40.0 : -8.0 - 0.00002 * static_cast<double>(i) + shape(i);
+    }, 10.0);
+}
+
+// A peak `height` dB high rising over 15 points from `at` and falling over 15.
+double triangle(long i, long at, double height)
+{
+    const long d = std::labs(i - at - 15);
+    return d < 15 ? height * static_cast<double>(15 - d) / 15.0 : 0.0;
+}
+
+std::vector<long> begsIn(const FilterRun& r, long from, long to)
+{
+    std::vector<long> out;
+    for (long e = 0; e < r.count; ++e)
+        if (r.events.data()[e].Beg >= from && r.events.data()[e].Beg <= to)
+            out.push_back(r.events.data()[e].Beg);
+    return out;
+}
+
+} // namespace
+
+TEST(AutoFilterWalk, WeakStepsCloseTogetherRestartTheWalk)
+{
+    // Five steps of 0.02 dB: each is a fall of grade 1 (GradeDown -1) with
+    // pw2 = 12. A weight is (4.5 - 1) * 100 * 12 / (distance * 2); 60 points
+    // apart the second and third weigh 35 each, and the walk goes back to
+    // the second, less sensitive, until the run of steps is gone but the
+    // first. 700 points apart they weigh 3 each and all stay.
+    const auto steps = [](long gap) {
+        return fiberWith([gap](long i) {
+            double v = 0.0;
+            for (long k = 0; k < 5; ++k)
+                if (i >= 2000 + k * gap)
+                    v -= 0.02;
+            return v;
+        });
+    };
+    {
+        auto sor = steps(60);
+        const FilterRun r = runFilter(*sor);
+        EXPECT_EQ(begsIn(r, 1900, 2400), std::vector<long>({1999}));
+        EXPECT_EQ(r.events.data()[r.count - 1].Type, 'E');
+        EXPECT_LE(std::labs(r.events.data()[r.count - 1].Beg - 5500), 5);
+    }
+    {
+        auto sor = steps(700);
+        const FilterRun r = runFilter(*sor);
+        EXPECT_EQ(begsIn(r, 1900, 5000), std::vector<long>({1999, 2699, 3399, 4099, 4799}));
+        for (long e = 1; e + 1 < r.count; ++e)
+            EXPECT_EQ(r.events.data()[e].GradeDown, -1) << e;
+    }
+}
+
+TEST(AutoFilterWalk, StrongestReflectionSoFarAndTheEndInTheNoise)
+{
+    // Reflections rising 0.36, 0.18 and 1.2 dB: the first and the third are
+    // each the strongest behind the launch when found ('R'), the second is
+    // not ('r'). The fiber then falls into the noise without a reflection:
+    // the end reached in the noise ('E').
+    auto sor = fiberWith(
+        [](long i) { return triangle(i, 2000, 0.36) + triangle(i, 3000, 0.18) + triangle(i, 4000, 1.2); });
+    const FilterRun r = runFilter(*sor);
+    std::string types;
+    for (long e = 0; e < r.count; ++e)
+        types += r.events.data()[e].Type;
+    EXPECT_EQ(types, "sRrRE");
+    ASSERT_EQ(r.count, 5);
+    EXPECT_GT(r.events.data()[1].GradeUp, r.events.data()[2].GradeUp);
+    EXPECT_GT(r.events.data()[3].GradeUp, r.events.data()[1].GradeUp);
+}
+
+TEST(AutoFilterStart, FrontOffsetOfTheInstrument)
+{
+    // The instrument's front offset of 500 OWT units is point 100 (5 units
+    // a point, and 500 > 0.9 * 5 * 100): the launch is looked for there and
+    // nothing in front of it counts.
+    const auto firstEvent = [](double reflection) {
+        auto sor = fiberWith([&](long i) { return triangle(i, 100, reflection) + (i < 10 ? 6.0 : 0.0); });
+        sor->AUXParams->LFPO = 500;
+        TSorFilter f(sor.get());
+        safe_array<TFEvent, 100> events{};
+        f.Result.events = events.data();
+        f.SetFilter(7);
+        EXPECT_GE(f.Result.count, 2);
+        return std::make_pair(events.data()[0], f.PwFall);
+    };
+    {
+        // No reflection at the front: a plain launch at the point where the
+        // trace stops rising (the stored levels stay equal over a few points;
+        // the climb ends within pw2 + rise of the front), its top one pulse
+        // (PwFall) behind that.
+        const auto [launch, pw] = firstEvent(0.0);
+        EXPECT_EQ(launch.Type, 's');
+        EXPECT_EQ(launch.Beg, 100);
+        EXPECT_GE(launch.PeakEnd, 100);
+        EXPECT_LT(launch.PeakEnd, 100 + 12 + 20);
+        EXPECT_EQ(launch.Peak1, launch.PeakEnd + pw);
+        EXPECT_EQ(launch.Width, pw);
+        EXPECT_GT(launch.End, launch.Peak1);
+    }
+    {
+        // A reflection at the front: the walk starts in its rise.
+        const auto [launch, pw] = firstEvent(3.0);
+        EXPECT_EQ(launch.Type, 'r');
+        EXPECT_EQ(launch.Beg, 100);
+        EXPECT_EQ(launch.PeakEnd, 115);
+        EXPECT_GE(launch.GradeUp, 1);
+    }
+}
+
+TEST(AutoFilterStart, DataBeginningInFrontOfThePanel)
+{
+    // A front panel offset of 1500 OWT units puts time zero at point 300,
+    // beyond 300 / 5 + PwFall / 10 + 1: the walk starts there, inside the
+    // launch's rise.
+    const auto firstEvent = [](double reflection) {
+        auto sor = fiberWith([&](long i) { return triangle(i, 300, reflection); });
+        sor->FxdParams->FPO = 1500;
+        return runFilter(*sor).events.data()[0];
+    };
+    const TFEvent plain = firstEvent(0.0);
+    EXPECT_EQ(plain.Type, 'I');  // no reflection of its own
+    EXPECT_EQ(plain.Beg, 300);
+    const TFEvent reflecting = firstEvent(3.0);
+    EXPECT_EQ(reflecting.Type, 'r');
+    EXPECT_EQ(reflecting.Beg, 300);
+    EXPECT_EQ(reflecting.PeakEnd, 315);
+}
+
+TEST(AutoFilterMeasures, SecondRiseInsideAReflection)
+{
+    // A peak of -2 dB at 200 falls 2 dB a point to the fiber at 205; at 206
+    // a second peak. The steepest fall from half-way down (202) is 2 dB a
+    // point, so the rise to the second must exceed 4 dB, and the tops must
+    // differ by 1 dB at least. The second starts at the foot, 205.
+    const auto detect = [](double second) {
+        auto sor = filtertest::makeTrace(400, [&](long i) {
+            static const double peak[] = {-9, -6, -4, -3, -2, -4, -6, -8, -10, -12};
+            if (i >= 196 && i <= 205)
+                return peak[i - 196];
+            // The second falls 1 dB a point back to the fiber.
+            if (i >= 206)
+                return std::max(second - static_cast<double>(i - 206), -12.0);
+            return -12.0;
+        });
+        TSorFilter f(sor.get());
+        return f.DoubleRDetect(200, 20);
+    };
+    EXPECT_EQ(detect(-7.0), 205);   // rises 5 dB, its top 5 dB under the first
+    EXPECT_EQ(detect(-7.9), 205);   // rises 4.1 dB, just over twice the fall
+    EXPECT_EQ(detect(-8.5), 0);     // rises 3.5 dB, under twice the fall
+    EXPECT_EQ(detect(-3.1), 205);   // its top 1.1 dB under the first
+    EXPECT_EQ(detect(-2.5), 0);     // its top only 0.5 dB under the first
+}
+
+namespace {
+
+// A peak of -2 dB at 200 over a fiber at -10 dB, then from 201 the settling
+// trace `ring(k)` times the fiber's power, k = i - 201.
+std::unique_ptr<TSorData> peakWithTail(const std::function<double(long)>& ring)
+{
+    return filtertest::makeTrace(1000, [&](long i) {
+        if (i < 200)
+            return -10.0;
+        if (i > 900)
+            return -30.0;
+        if (i == 200)
+            return -2.0;
+        return -10.0 + 5.0 * std::log10(ring(i - 201));
+    });
+}
+
+} // namespace
+
+TEST(AutoFilterMeasures, RingingIsADampedSine)
+{
+    // Ringing of 12 points whose swing keeps 0.6 of itself a cycle, with its
+    // minimum half a point behind the peak's fall: the 2-sample means find
+    // the first minimum at 201 and the first maximum at 207, half a period.
+    constexpr double period = 12.0;
+    const auto damped = [&](long k) {
+        const double t = static_cast<double>(k);
+        return 1.0 - 0.2 * std::pow(0.6, t / period) * std::cos(6.283185307 * (t - 0.5) / period);
+    };
+    const auto square = [&](long k) {
+        const double t = static_cast<double>(k);
+        return 1.0 - 0.2 * std::pow(0.6, t / period) * (std::cos(6.283185307 * (t - 0.5) / period) > 0 ? 1.0 : -1.0);
+    };
+    {
+        auto sor = peakWithTail(damped);
+        TSorFilter f(sor.get());
+        const float threshold = 0.01f * f.Linf[500];
+        const long end = f.ZvonDetect(200, 990, threshold, 12, 400);
+        EXPECT_EQ(f.Result.RingPeriod, 12);
+        // The swing 0.4 * 0.6^c stays over 5 * 0.01 / sqrt(12) for 5 cycles.
+        EXPECT_GT(end, 201 + 5 * 12);
+        EXPECT_LT(end, 201 + 12 * 12);
+    }
+    {
+        // The same swings as a square wave: no sine fits, no ringing.
+        auto sor = peakWithTail(square);
+        TSorFilter f(sor.get());
+        EXPECT_EQ(f.ZvonDetect(200, 990, 0.01f * f.Linf[500], 12, 400), 0);
+    }
+    // The fit itself: a damped sine on a sloping line fits to rounding, the
+    // square wave leaves about 0.43 of its swing.
+    std::vector<float> sine;
+    std::vector<float> wave;
+    for (long k = 0; k < 48; ++k) {
+        const double line = 100.0 - 0.5 * static_cast<double>(k);
+        sine.push_back(static_cast<float>(line + 100.0 * (damped(k) - 1.0)));
+        wave.push_back(static_cast<float>(line + 20.0 * (static_cast<double>(k % 12) < 6.0 ? 1.0 : -1.0)));
+    }
+    EXPECT_LT(DampedSineFitError(sine.data(), 48, 12.0f), 0.01f);
+    EXPECT_GT(DampedSineFitError(wave.data(), 48, 12.0f), 0.3f * 20.0f);
+    EXPECT_EQ(DampedSineFitError(sine.data(), 7, 12.0f), std::numeric_limits<float>::infinity());
+    EXPECT_EQ(DampedSineFitError(sine.data(), 48, 2.5f), std::numeric_limits<float>::infinity());
 }
