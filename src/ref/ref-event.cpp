@@ -208,7 +208,7 @@ double RefEventReflection(TSorData* sd, long i, double level, double s1, double 
 
 double RefEventMinReflection(TSorData* sd, double floor, double margin)
 {
-    const double p = poww(sd->FxdParams->GetNF() - floor);
+    const double p = poww(floor - sd->FxdParams->GetNF());
     return 2.0 * (2.2 / (p + 0.5) + 0.01) + margin;
 }
 

@@ -46,7 +46,12 @@ FIBERTEST_REF_EXPORT double RefEventReflection(TSorData* sd, long i, double y1, 
 // `step`) taken out. 0 when the pulse is too short or runs past the trace.
 FIBERTEST_REF_EXPORT double RefEventReflection(TSorData* sd, long i, double level, double s1, double s2, double step);
 // The height in dB below which a peak on a base level `floor` counts as
-// noise, plus `margin`.
+// noise, plus `margin`: 2 (2.2 / (p + 0.5) + 0.01) with p = poww(floor - NF),
+// the base's power over the noise floor. At the noise a peak must stand
+// 3 dB high, more below it; on clean backscatter hardly at all. (Read the other
+// way round, with NF - floor, the margin would be largest on the cleanest
+// fibre, 8.8 dB, and a -40 dB end seen with a 300 ns pulse would count as no
+// reflection.)
 FIBERTEST_REF_EXPORT double RefEventMinReflection(TSorData* sd, double floor, double margin);
 // The share of a reflection's amplitude that the receiver reaches for the
 // pulse at `owt` (1 for a long pulse).

@@ -76,9 +76,12 @@ TEST(RefEventReflection, PeakBetweenTimesAndNoiseMargin)
                 RefEventReflection(4.0, 100.0, -81.0), 1e-5);
     // The highest point is the first one: the backscatter coefficient.
     EXPECT_DOUBLE_EQ(RefEventReflectionByMaxBetweenOWTs(sd.get(), atPin(205), atPin(300)), -81.0);
-    // 20 dB above the noise a peak must exceed 2 (2.2 / (10^-4 + 0.5) + 0.01) dB.
-    EXPECT_NEAR(RefEventMinReflection(sd.get(), -10.0, 0.05), 2.0 * (2.2 / (1e-4 + 0.5) + 0.01) + 0.05, 1e-9);
+    // The margin shrinks as the base rises above the noise: 20 dB above it
+    // a peak must exceed 2 (2.2 / (10^4 + 0.5) + 0.01) dB, at the noise
+    // 2 (2.2 / 1.5 + 0.01) dB, 5 dB below it 2 (2.2 / 0.6 + 0.01) dB.
+    EXPECT_NEAR(RefEventMinReflection(sd.get(), -10.0, 0.05), 2.0 * (2.2 / (1e4 + 0.5) + 0.01) + 0.05, 1e-9);
     EXPECT_NEAR(RefEventMinReflection(sd.get(), -30.0, 0.0), 2.0 * (2.2 / 1.5 + 0.01), 1e-9);
+    EXPECT_NEAR(RefEventMinReflection(sd.get(), -35.0, 0.0), 2.0 * (2.2 / 0.6 + 0.01), 1e-9);
 }
 
 TEST(RefEventReflection, MeanHeightOverOnePulse)
@@ -122,13 +125,20 @@ TEST(RefEventOneEvent, ReflectanceAndKind)
     EXPECT_NEAR(e.ER, std::trunc(RefEventReflection(h, 100.0, -81.0) * 1000.0), 1.0);
     EXPECT_EQ(e.EC.data[0], '1');
 
-    // 3 dB stays below the noise margin of a clean trace: not reflective.
-    levels = reftest::straightLine(2000, -10.0, 0.001);
+    // 3 dB on a base 1 dB below the noise floor stays below its margin
+    // (3.96 dB): not reflective. The same 3 dB on clean backscatter is.
+    levels = reftest::straightLine(2000, -31.0, 0.0);
     levels[300] += 3.0;
-    sd = makeTrace(levels);
+    sd = makeTrace(levels, reftest::kSpacingOwt, -30.0);
     e = eventAt(298, 50, 290, 320, 600);
     RefEventRCalculate(sd.get(), &e);
     EXPECT_EQ(e.EC.data[0], '0');
+    levels = reftest::straightLine(2000, -10.0, 0.001);
+    levels[300] += 3.0;
+    sd = makeTrace(levels, reftest::kSpacingOwt, -30.0);
+    e = eventAt(298, 50, 290, 320, 600);
+    RefEventRCalculate(sd.get(), &e);
+    EXPECT_EQ(e.EC.data[0], '1');
 
     // A peak at -0.1 dB has saturated the receiver.
     levels[300] = -0.1;
