@@ -207,8 +207,12 @@ std::vector<Markers> placeMarkers(const SimShot& shot, const SimModelOutput& mod
                     break;
             }
         }
+        // An element at the very place of the next one (a connector on the
+        // fiber's end) is one event with it: its body reaches past the
+        // next one's time, as two events read off a trace overlap.
         m.ml[2] = isEnd ? std::max(lastOwt, m.ept)
-                        : std::clamp(static_cast<long>(owtOf(n)), m.ept, std::max(nextEpt, m.ept));
+                  : nextEpt <= m.ept ? m.ept + 1
+                                     : std::clamp(static_cast<long>(owtOf(n)), m.ept, nextEpt);
         m.ml[3] = lastOwt;
         if (e.reflectanceDb) {
             const long from = pointOf(static_cast<double>(m.ept));
@@ -231,7 +235,7 @@ std::vector<Markers> placeMarkers(const SimShot& shot, const SimModelOutput& mod
             m.ml[0] = 0;
             m.ml[1] = 0;
         } else {
-            m.ml[0] = out[i - 1].ml[2];
+            m.ml[0] = std::min(out[i - 1].ml[2], m.ept);
             m.ml[1] = std::max(m.ml[0], m.ept - edge);
             out[i - 1].ml[3] = m.ml[1];
         }

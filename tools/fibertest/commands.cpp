@@ -14,6 +14,7 @@ const std::vector<Command>& commands()
         synthCommand(),
         analyzeCommand(),
         evaluateCommand(),
+        linkMapCommand(),
     };
     return all;
 }

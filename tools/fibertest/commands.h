@@ -14,5 +14,6 @@ namespace cli {
 [[nodiscard]] Command synthCommand();
 [[nodiscard]] Command analyzeCommand();
 [[nodiscard]] Command evaluateCommand();
+[[nodiscard]] Command linkMapCommand();
 
 } // namespace cli
