@@ -3,6 +3,7 @@
 #include <climits>
 #include <cmath>
 
+#include "auto/auto-locate.h"
 #include "auto/auto.h"
 #include "auto/event-line.h"
 #include "ref/ref-event.h"
@@ -121,7 +122,10 @@ void TAuto::AddSorEvent()
         auto* e = new TSorBlockKeyEvents1E();
         block->Events.AddData(e);
         block->TNKE = static_cast<std::int16_t>(block->Events.count);
-        e->EPT = owtWord(OwtOfKm(line->Le));
+        double eventKm = line->Le;
+        if (i + 1 < n && (line->Type == 'N' || line->Type == 'P'))
+            eventKm = LocateStepKm(sor, *line, *(*Lines)[i + 1], PulseOwt, line->Le);
+        e->EPT = owtWord(OwtOfKm(eventKm));
         e->ML0 = owtWord(OwtOfKm(line->L1));
         e->ML1 = owtWord(OwtOfKm(line->L2));
         e->ML4 = owtWord(OwtOfKm(line->Peak));

@@ -34,12 +34,13 @@ struct ExpectedNode
     TNode::Type type = TNode::unknown;
     double km = 0.0;
     unsigned ratio = 0;
+    bool optional = false;  // below what an analysis must find; right if found
 };
 
 // The types a correct map gives the link's elements: a connector is an APC
 // one when it reflects less than -54 dB; a bend a macrobend when its loss at
 // 1550 nm exceeds that at 1310 nm by more than 1 dB, a splice otherwise.
-std::vector<ExpectedNode> expectedNodes(const std::string& text, bool onlyDetectable)
+std::vector<ExpectedNode> expectedNodes(const std::string& text)
 {
     const SimLink link = SimParseLink(text);
     std::vector<SimShot> shots;
@@ -60,9 +61,8 @@ std::vector<ExpectedNode> expectedNodes(const std::string& text, bool onlyDetect
         // a reflection of at least -60 dB.
         const bool detectable = std::fabs(e.lossDb) >= 0.1 || std::fabs(shots[0].events[i].lossDb) >= 0.1 ||
                                 (e.reflectanceDb && *e.reflectanceDb >= -60.0);
-        if (onlyDetectable && !detectable && i > 0 && i + 1 < events.size())
-            continue;
         ExpectedNode n;
+        n.optional = !detectable && i > 0 && i + 1 < events.size();
         n.km = e.km;
         if (i == 0)
             n.type = TNode::linkStart;
@@ -127,50 +127,85 @@ std::string describe(const std::vector<TNode>& nodes)
     return text;
 }
 
-void expectMap(const std::string& name, bool withEvents)
+struct Case
 {
-    SCOPED_TRACE(name + (withEvents ? ", true events" : ", analysed"));
-    const std::string text = scenario(name);
+    const char* name;
+    // The two directions place an event further apart than the matcher's
+    // outer limit of ten sample spacings: it stays two nodes of one type.
+    bool splitNodesAllowed = false;
+};
+
+// The nodes of the map against the link: every expected node once, of its
+// type, within the tolerance; an analysis may miss an optional one; and,
+// where the case allows it, a node may stand twice.
+void expectMap(const Case& c, bool withEvents)
+{
+    SCOPED_TRACE(std::string(c.name) + (withEvents ? ", true events" : ", analysed"));
+    const std::string text = scenario(c.name);
     Shots shots;
     shootAll(text, withEvents, shots);
     const TLinkMap map = BuildLinkMap(shots.group, CalcDefaultMaxEventDispersionThreshold(shots.group));
     const std::vector<TNode> nodes = FilterOutUnknownNodes(map.GetNodes());
-    const std::vector<ExpectedNode> expected = expectedNodes(text, !withEvents);
-    ASSERT_EQ(nodes.size(), expected.size()) << describe(nodes);
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-        EXPECT_EQ(detail::NodeTypeName(nodes[i].GetType()), std::string(detail::NodeTypeName(expected[i].type)))
-            << "node " << i << "\n"
-            << describe(nodes);
-        EXPECT_NEAR(nodes[i].CalcAverPos(), expected[i].km, shots.toleranceKm) << "node " << i;
-        EXPECT_EQ(nodes[i].GetSplitterRatio(), expected[i].ratio) << "node " << i;
-        EXPECT_EQ(nodes[i].GetWavelensNum(), 2u) << "node " << i;
+    const std::vector<ExpectedNode> expected = expectedNodes(text);
+    std::size_t n = 0;
+    for (std::size_t k = 0; k < expected.size(); ++k) {
+        const ExpectedNode& want = expected[k];
+        const auto here = [&](std::size_t i) {
+            return i < nodes.size() && std::fabs(nodes[i].CalcAverPos() - want.km) <= shots.toleranceKm;
+        };
+        if (!here(n)) {
+            // Traces with the true events hold every one of them.
+            const bool mayBeMissing = want.optional && !withEvents;
+            EXPECT_TRUE(mayBeMissing) << "no node at " << want.km << " km\n" << describe(nodes);
+            if (!mayBeMissing)
+                return;
+            continue;
+        }
+        for (bool first = true; here(n) && (first || c.splitNodesAllowed); first = false, ++n) {
+            EXPECT_EQ(detail::NodeTypeName(nodes[n].GetType()), std::string(detail::NodeTypeName(want.type)))
+                << "node " << n << "\n"
+                << describe(nodes);
+            EXPECT_EQ(nodes[n].GetSplitterRatio(), want.ratio) << "node " << n;
+            if (!c.splitNodesAllowed) {
+                EXPECT_EQ(nodes[n].GetWavelensNum(), 2u) << "node " << n;
+            }
+        }
     }
+    EXPECT_EQ(n, nodes.size()) << "nodes beyond the link's\n" << describe(nodes);
 }
 
-std::string testName(const testing::TestParamInfo<const char*>& info)
+std::string testName(const testing::TestParamInfo<Case>& info)
 {
-    std::string name = info.param;
-    for (char& c : name)
-        if (c == '-')
-            c = '_';
+    std::string name = info.param.name;
+    for (char& ch : name)
+        if (ch == '-')
+            ch = '_';
     return name;
 }
 
-class LinkMapOfTrueEvents : public testing::TestWithParam<const char*>
+const Case library[] = {
+    {"building-2km"}, {"gainer"}, {"macrobend"}, {"pon-1x8"}, {"pon-1x32"}, {"saturating-front-ghost"},
+    // A 10 us pulse is a kilometre of fibre: the analysis of each direction
+    // places a splice within its tolerance of half a pulse, up to a few
+    // hundred metres from the other's, far beyond the 20 m the matcher
+    // joins. Its true events coincide.
+    {"span-80km", true}, {"splices-25km"},
+};
+
+class LinkMapOfTrueEvents : public testing::TestWithParam<Case>
 {
 };
 
 TEST_P(LinkMapOfTrueEvents, GivesTheTypesOfTheLink)
 {
-    expectMap(GetParam(), true);
+    Case c = GetParam();
+    c.splitNodesAllowed = false;
+    expectMap(c, true);
 }
 
-INSTANTIATE_TEST_SUITE_P(Library, LinkMapOfTrueEvents,
-                         testing::Values("building-2km", "gainer", "macrobend", "pon-1x8", "pon-1x32",
-                                         "saturating-front-ghost", "span-80km", "splices-25km"),
-                         testName);
+INSTANTIATE_TEST_SUITE_P(Library, LinkMapOfTrueEvents, testing::ValuesIn(library), testName);
 
-class LinkMapOfAnalysedTraces : public testing::TestWithParam<const char*>
+class LinkMapOfAnalysedTraces : public testing::TestWithParam<Case>
 {
 };
 
@@ -179,7 +214,6 @@ TEST_P(LinkMapOfAnalysedTraces, GivesTheTypesOfTheLink)
     expectMap(GetParam(), false);
 }
 
-INSTANTIATE_TEST_SUITE_P(Library, LinkMapOfAnalysedTraces,
-                         testing::Values("building-2km", "pon-1x8", "pon-1x32", "saturating-front-ghost"), testName);
+INSTANTIATE_TEST_SUITE_P(Library, LinkMapOfAnalysedTraces, testing::ValuesIn(library), testName);
 
 } // namespace
