@@ -9,6 +9,7 @@
 #include "link/sor-data-group.h"
 #include "sor/sor-block-fixed-parameters.h"
 #include "sor/sor-block-general-parameters.h"
+#include "sor/sor-block-key-events.h"
 #include "sor/sor-data.h"
 
 namespace detail {
@@ -41,13 +42,20 @@ enum class PlaceInTrace { launch, between, end };
 
 PlaceInTrace placeOf(const MatchedEvent& e)
 {
-    if (e.data == nullptr || e.keyEvent == nullptr)
+    if (e.data == nullptr || e.keyEvent == nullptr || e.data->KeyEvents == nullptr)
         return PlaceInTrace::between;
-    const TEventsMerger merger(*e.data);
-    const int last = merger.GetEventsNum() - 1;
-    if (last >= 0 && &merger.GetEvent(last, 0) == e.keyEvent)
+    const auto& events = e.data->KeyEvents->Events;
+    if (events.count == 0)
+        return PlaceInTrace::between;
+    // The first sub-event of the last merged event, by the merger's rule: an
+    // event that begins inside the body of the one before joins it.
+    int last = events.count - 1;
+    while (last > 0 && events.data[last]->EPT >= events.data[last - 1]->EPT &&
+           events.data[last]->EPT < events.data[last - 1]->ML2)
+        --last;
+    if (events.data[last] == e.keyEvent)
         return PlaceInTrace::end;
-    if (last >= 0 && &merger.GetEvent(0, 0) == e.keyEvent)
+    if (events.data[0] == e.keyEvent)
         return PlaceInTrace::launch;
     return PlaceInTrace::between;
 }
