@@ -57,12 +57,19 @@ double eventPeak(TSorData* sd, TSorBlockKeyEvents1E* event)
     return peak;
 }
 
-// The value at EPT of the line fitted over ML0..ML1.
+// The value at EPT of the line fitted over ML0..ML1. An event with no
+// section in front of it (the launch: ML0 = ML1 = 0) would take the level of
+// its own peak as its base and read a reflectance of -90 dB or so; its base
+// is the line behind it, ML2..ML3, brought back to EPT, the backscatter the
+// peak stands on.
 double baseBefore(TSorData* sd, const TSorBlockKeyEvents1E* event)
 {
     double slope = 0.0;
     double intercept = 0.0;
-    RefMathLSL(sd, event->ML0, event->ML1, slope, intercept, 1.0);
+    if (event->ML1 <= event->ML0 && event->ML3 > event->ML2)
+        RefMathLSL(sd, event->ML2, event->ML3, slope, intercept, 1.0);
+    else
+        RefMathLSL(sd, event->ML0, event->ML1, slope, intercept, 1.0);
     return slope * event->EPT + intercept;
 }
 

@@ -140,6 +140,17 @@ TEST(RefEventOneEvent, ReflectanceAndKind)
     RefEventRCalculate(sd.get(), &e);
     EXPECT_EQ(e.EC.data[0], '1');
 
+    // The launch has no fibre in front of it (ML0 = ML1 = 0): its peak
+    // stands on the backscatter behind it, brought back to its time.
+    levels = reftest::straightLine(2000, -10.0, 0.001);
+    for (long i = 0; i < 4; ++i)
+        levels[static_cast<std::size_t>(i)] = -4.0;
+    sd = makeTrace(levels, reftest::kSpacingOwt, -30.0);
+    e = eventAt(0, 0, 0, 20, 600);
+    RefEventRCalculate(sd.get(), &e);
+    EXPECT_NEAR(e.ER, std::trunc(RefEventReflection(reftest::stored(-4.0) + 10.0, 100.0, -81.0) * 1000.0), 20.0);
+    EXPECT_EQ(e.EC.data[0], '1');
+
     // A peak at -0.1 dB has saturated the receiver.
     levels[300] = -0.1;
     sd = makeTrace(levels);
