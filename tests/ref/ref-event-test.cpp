@@ -125,29 +125,27 @@ TEST(RefEventOneEvent, ReflectanceAndKind)
     EXPECT_NEAR(e.ER, std::trunc(RefEventReflection(h, 100.0, -81.0) * 1000.0), 1.0);
     EXPECT_EQ(e.EC.data[0], '1');
 
+    // The event of `at` on a trace of `levels` (noise floor -30 dB), calculated.
+    const auto calculated = [](const std::vector<double>& trace, TSorBlockKeyEvents1E at) {
+        auto doc = makeTrace(trace, reftest::kSpacingOwt, -30.0);
+        RefEventRCalculate(doc.get(), &at);
+        return at;
+    };
     // 3 dB on a base 1 dB below the noise floor stays below its margin
     // (3.96 dB): not reflective. The same 3 dB on clean backscatter is.
     levels = reftest::straightLine(2000, -31.0, 0.0);
     levels[300] += 3.0;
-    sd = makeTrace(levels, reftest::kSpacingOwt, -30.0);
-    e = eventAt(298, 50, 290, 320, 600);
-    RefEventRCalculate(sd.get(), &e);
-    EXPECT_EQ(e.EC.data[0], '0');
+    EXPECT_EQ(calculated(levels, eventAt(298, 50, 290, 320, 600)).EC.data[0], '0');
     levels = reftest::straightLine(2000, -10.0, 0.001);
     levels[300] += 3.0;
-    sd = makeTrace(levels, reftest::kSpacingOwt, -30.0);
-    e = eventAt(298, 50, 290, 320, 600);
-    RefEventRCalculate(sd.get(), &e);
-    EXPECT_EQ(e.EC.data[0], '1');
+    EXPECT_EQ(calculated(levels, eventAt(298, 50, 290, 320, 600)).EC.data[0], '1');
 
     // The launch has no fibre in front of it (ML0 = ML1 = 0): its peak
     // stands on the backscatter behind it, brought back to its time.
     levels = reftest::straightLine(2000, -10.0, 0.001);
     for (long i = 0; i < 4; ++i)
         levels[static_cast<std::size_t>(i)] = -4.0;
-    sd = makeTrace(levels, reftest::kSpacingOwt, -30.0);
-    e = eventAt(0, 0, 0, 20, 600);
-    RefEventRCalculate(sd.get(), &e);
+    e = calculated(levels, eventAt(0, 0, 0, 20, 600));
     EXPECT_NEAR(e.ER, std::trunc(RefEventReflection(reftest::stored(-4.0) + 10.0, 100.0, -81.0) * 1000.0), 20.0);
     EXPECT_EQ(e.EC.data[0], '1');
 
