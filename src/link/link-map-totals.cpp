@@ -153,7 +153,12 @@ OptionalDouble CalcTotalOrl(const TLinkMap& map, unsigned wavelen)
         s.lengthKm = std::max(0.0, e.sectionLength);
         s.sectionLossDb = e.sectionLoss.first ? e.sectionLoss.second : 0.0;
         s.eventLossDb = withLoss && e.loss.first ? e.loss.second : 0.0;
-        s.reflects = e.reflectance.first != detail::ReflectanceType::tiny;
+        // A reflectance of 0 dB or more would return more light than was
+        // sent: a file that stores return losses as positive numbers, or
+        // none at all. It is no measurement, and neither is one far below
+        // anything a trace can show.
+        s.reflects = e.reflectance.first != detail::ReflectanceType::tiny && e.reflectance.second < 0.0 &&
+                     e.reflectance.second > -100.0;
         s.reflectanceDb = e.reflectance.second;
         stretches.push_back(s);
     };

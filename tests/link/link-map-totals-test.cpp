@@ -97,6 +97,14 @@ TEST(LinkMapTotals, ReturnLossOfReflectionsBehindLoss)
                  {});
     EXPECT_NEAR(CalcTotalOrl(two, 1550).second, 40.0 - 10.0 * std::log10(1.0 + std::pow(10.0, -0.3)), 1e-9);
 
+    // A reflectance of 0 dB or more is no measurement (a maker's positive
+    // return loss): it returns nothing rather than more than was sent.
+    TLinkMap positive({node(TNode::linkStart, 1550, event(0.0, NoValue(), NoValue(), 0.0)),
+                       node(TNode::linkEnd, 1550,
+                            event(25.0, NoValue(), MakeOptionalDouble(5.0), 25.0, ReflectanceType::normal, 47.3))},
+                      {});
+    EXPECT_FALSE(CalcTotalOrl(positive, 1550).first);
+
     // Tiny reflections return nothing.
     TLinkMap dark({node(TNode::linkStart, 1550, event(0.0, NoValue(), NoValue(), 0.0)),
                    node(TNode::linkEnd, 1550, event(6.0, NoValue(), MakeOptionalDouble(1.0), 6.0))},
