@@ -63,7 +63,9 @@ namespace detail {
 bool HasSpanEnd(const TSorData& data)
 {
     const std::uint32_t type = data.AUXParams->SpanEnd.type;
-    return data.KeyEvents->TNKE >= 2 && (type == 2 || type == 4);
+    // The mark must also count to an event of the table: a backward trace is
+    // turned round by it.
+    return data.KeyEvents->TNKE >= 2 && (type == 2 || type == 4) && GetSpanEndOwt(data).first;
 }
 
 bool IsBackwardAndHasNoSpanEnd(const Trace& trace)

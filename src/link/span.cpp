@@ -1,7 +1,5 @@
 #include "link/span.h"
 
-#include <cassert>
-
 #include "link/event-losses.h"
 #include "ref/ref-event.h"
 #include "sor/sor-block-aux-parameters.h"
@@ -13,6 +11,15 @@ namespace {
 double eventOwt(const TSorData& data, int index)
 {
     return data.KeyEvents->Events.data[index]->EPT;
+}
+
+// The span marks come from the file, or stay as they were while the key
+// events change under them (a new analysis): a mark that counts to no event
+// of the table, like a type this system does not know, marks nothing, so
+// that no file and no edit can stop the program.
+bool marksAnEvent(const TSorData& data, const TSpanLocationInfo& info)
+{
+    return info.value >= 0 && info.value < data.KeyEvents->TNKE && info.value < data.KeyEvents->Events.count;
 }
 
 OptionalDouble toKm(const TSorData& data, const OptionalDouble& owt)
@@ -33,14 +40,12 @@ OptionalDouble GetSpanBeginOwt(const TSorData& data)
     case 4: return NoValue();
     case 1: return MakeOptionalDouble(info.value);
     case 3:
-        assert(info.value < data.KeyEvents->TNKE);
-        if (info.value < 0)
+        if (!marksAnEvent(data, info))
             return NoValue();
         return MakeOptionalDouble(eventOwt(data, info.value));
     default: break;
     }
-    assert(false && "unknown span begin type");
-    return NoValue();
+    return NoValue();  // a type this system does not know marks nothing
 }
 
 OptionalDouble GetSpanEndOwt(const TSorData& data)
@@ -55,14 +60,12 @@ OptionalDouble GetSpanEndOwt(const TSorData& data)
     case 3: return NoValue();
     case 2: return MakeOptionalDouble(eventOwt(data, count - 1) - info.value);
     case 4:
-        assert(info.value < data.KeyEvents->TNKE);
-        if (info.value < 0)
+        if (!marksAnEvent(data, info))
             return NoValue();
         return MakeOptionalDouble(eventOwt(data, count - info.value - 1));
     default: break;
     }
-    assert(false && "unknown span end type");
-    return NoValue();
+    return NoValue();  // a type this system does not know marks nothing
 }
 
 OptionalDouble GetSpanBeginPos(const TSorData& data)

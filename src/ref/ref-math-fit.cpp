@@ -71,16 +71,27 @@ void closeBackwardFit(const BackwardSums& sums, long stride, float& slope, float
     offset = (sx * sums.sxy - sums.sy * sxx) / d;
 }
 
-// The pins of a stretch given in one-way time, as the double fits take them.
+// The pins of a stretch given in one-way time, as the double fits take them;
+// `outside` when the whole stretch lies off the trace on one side.
 struct PinRange
 {
     long n1;
     long n2;
+    bool outside;
 };
 
+// The pins are held to the points the trace holds: a file whose fixed
+// parameters promise billions of points it does not have, or markers far
+// beyond its end, would otherwise send the fit over millions of points that
+// all read the outside level, which tell nothing about the line.
 PinRange pinsOf(const TSorData* sd, double owt1, double owt2)
 {
-    return {truncPin(sd->FxdParams->OwtTofNum(owt1)), truncPin(sd->FxdParams->OwtTofNum(owt2))};
+    const long count = LevelReader(sd).count();
+    const long last = std::max(count - 1, 0L);
+    const long p1 = truncPin(sd->FxdParams->OwtTofNum(owt1));
+    const long p2 = truncPin(sd->FxdParams->OwtTofNum(owt2));
+    const bool outside = (p1 < 0 && p2 < 0) || (p1 >= count && p2 >= count);
+    return {std::clamp(p1, 0L, last), std::clamp(p2, 0L, last), outside};
 }
 
 } // namespace
@@ -179,10 +190,11 @@ long RefMathGetPinWithLsp(TSorData* sd, long lowest, long start, long end, float
 void RefMathLSL_Simple(TSorData* sd, double owt1, double owt2, double& slope, double& intercept, double weight)
 {
     const LevelReader levels(sd);
-    const auto [n1, n2] = pinsOf(sd, owt1, owt2);
-    if (n1 == n2) {
+    const auto [n1, n2, outside] = pinsOf(sd, owt1, owt2);
+    // Off the trace every level reads the outside level: a flat line there.
+    if (n1 == n2 || (outside && n1 <= n2)) {
         slope = 0.0;
-        intercept = weight * static_cast<double>(levels.at(n1));
+        intercept = weight * static_cast<double>(outside ? TSorBlockDataPoints::OutsideLevel : levels.at(n1));
         return;
     }
     // A weight within 1e-5 of one is one: the plain levels keep the fit exact.
@@ -232,8 +244,8 @@ void RefMathDeviationFromLSL(TSorData* sd, double owt1, double owt2, double& slo
                              double& deviation, double /*weight*/)
 {
     deviation = 0.0;
-    const auto [n1, n2] = pinsOf(sd, owt1, owt2);
-    if (n1 == n2)
+    const auto [n1, n2, outside] = pinsOf(sd, owt1, owt2);
+    if (n1 == n2 || outside)
         return;
     const LevelReader levels(sd);
     const TSorBlockFixedParameters& fxd = *sd->FxdParams;
@@ -258,8 +270,9 @@ void RefMathLeastSquareLoss(TSorData* sd, double owt1, double owt2, double& slop
     const double b = owt2;
     const double f1 = std::max(fxd.OwtTofNum(a), 0.0);
     const double f2 = std::max(fxd.OwtTofNum(b), 0.0);
-    const long n1 = truncPin(f1);
-    const long n2 = truncPin(f2);
+    // Held within reach of the points the trace holds, as every walk is.
+    const long n1 = clampPin(truncPin(f1), levels.count());
+    const long n2 = clampPin(truncPin(f2), levels.count());
     if (static_cast<float>(f2) - static_cast<float>(f1) < 1.0f) {
         intercept = levels.at(n2);
         slope = 0.0;

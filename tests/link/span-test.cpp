@@ -123,12 +123,23 @@ TEST(Span, ReturnLossBetweenTheEnds)
               MakeOptionalDouble(RefEventCalcORL(data.get(), ept(*data, 1), ept(*data, 3) - 500)));
 }
 
-TEST(SpanDeathTest, EventMarkBeyondTheTable)
+TEST(Span, MarksThatPointNowhereMarkNothing)
 {
+    // A file's marks, or marks left from an earlier table: beyond the four
+    // events, negative, or of a type not known, they give no position.
     auto data = link();
     begin(*data).value = 4;
-    EXPECT_DEATH((void)GetSpanBeginOwt(*data), "info.value < data.KeyEvents->TNKE");
+    EXPECT_FALSE(GetSpanBeginOwt(*data).first);
+    begin(*data).value = -1;
+    EXPECT_FALSE(GetSpanBeginOwt(*data).first);
     begin(*data).value = 0;
+    begin(*data).type = 7;
+    EXPECT_FALSE(GetSpanBeginOwt(*data).first);
     end(*data).value = 4;
-    EXPECT_DEATH((void)GetSpanEndOwt(*data), "info.value < data.KeyEvents->TNKE");
+    EXPECT_FALSE(GetSpanEndOwt(*data).first);
+    EXPECT_FALSE(CalcSpanLength(*data).first);
+    end(*data).value = 0;
+    end(*data).type = 12;
+    EXPECT_FALSE(GetSpanEndOwt(*data).first);
+    EXPECT_FALSE(CalcSpanTotalOrl(*data).first);
 }
