@@ -8,6 +8,7 @@
 #include "ref/ref-event.h"
 #include "ref/ref-math.h"
 #include "sor/sor-block-aux-parameters.h"
+#include "sor/sor-block-data-points.h"
 #include "sor/sor-block-fixed-parameters.h"
 #include "sor/sor-data.h"
 
@@ -79,7 +80,9 @@ int TAuto::Calculate()
         Linf = RefEmbGetLinf(sor);
     }
 
-    Points = fxd->GetTotalPinPW();
+    // The points the segments count, but never more than the data block
+    // holds: a file may promise billions it does not have.
+    Points = std::min(fxd->GetTotalPinPW(), sor->DataPts->IsEmpty() ? 0L : sor->DataPts->GetPointsNum());
     Spacing = fxd->DS.empty() ? 0.0 : fxd->DS[0] / 10000.0;
     if (!(Spacing > 0.0) || Points < 2 || fxd->GI <= 0 || fxd->PWU.empty())
         return 0;

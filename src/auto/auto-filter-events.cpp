@@ -27,9 +27,14 @@ float meanOf(const float* a, long from, long count, long n)
     return static_cast<float>(sum / static_cast<double>(to - from));
 }
 
-float log2Grade(float height, float threshold)
+// The grade of a height over the threshold: log2(height / threshold + 1),
+// whole. Held to 0..64 (a grade of 64 is a height 2^64 times the threshold):
+// a degenerate threshold or an infinite height from a hostile trace must not
+// make a grade that overflows where grades are added up.
+long log2Grade(float height, float threshold)
 {
-    return std::log10(height / threshold + 1.0f) / std::log10(2.0f);
+    const float grade = std::log10(height / threshold + 1.0f) / std::log10(2.0f);
+    return std::isnan(grade) ? 0 : static_cast<long>(std::clamp(grade, 0.0f, 64.0f));
 }
 
 // Solves the n x n system a x = b in place (Gauss with pivoting); false
@@ -117,7 +122,7 @@ long TSorFilter::FallAnalisys(long i, long last, long pw, long win, float thresh
     const float height = before * autofilter::FiberFactor(DbPt, afterAt - i) - after;
     if (height <= threshold)
         return 0;
-    return -static_cast<long>(log2Grade(height, threshold));
+    return -log2Grade(height, threshold);
 }
 
 long TSorFilter::RflAnalisys(TFEvent* prev, long& peak, long last, long rise, long win, float threshold, long& width,
@@ -177,7 +182,7 @@ long TSorFilter::RflAnalisys(TFEvent* prev, long& peak, long last, long rise, lo
     }
     if (height <= 0.0f)
         return -1;
-    return static_cast<long>(log2Grade(height, threshold));
+    return log2Grade(height, threshold);
 }
 
 long TSorFilter::DoubleRDetect(long i, long win)

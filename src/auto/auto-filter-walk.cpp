@@ -46,7 +46,7 @@ long targetWindow(const Walk& w, float mean)
 {
     const float v = std::max(mean, 1.0f);
     const float l = 9.01f - std::log2(v / (w.nfLin + v * 0.15f * w.polarBegin / 2.2f));
-    if (l > 7.0f)
+    if (!(l <= 7.0f))  // NaN too: a noise figure that tells nothing asks for the widest window
         return 128;
     if (l < 0.0f)
         return 1;

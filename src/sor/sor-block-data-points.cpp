@@ -342,9 +342,7 @@ float TSorBlockDataPoints::GetMinMax(float* min, float* max, long from, long to,
         return lo;
     }
     double sum = lo;
-    for (long i = from + 1; i < to; ++i) {
-        const float level = numTofLevel(i);
-        sum += level;
+    const auto take = [&](float level, long i) {
         if (level < lo) {
             lo = level;
             minPos = i;
@@ -353,7 +351,24 @@ float TSorBlockDataPoints::GetMinMax(float* min, float* max, long from, long to,
             hi = level;
             maxPos = i;
         }
+    };
+    // Points off the trace all read the outside level: each run of them
+    // counts at once, its first point standing for it, so that a range of
+    // billions of points (a hostile file's times) costs what the trace holds.
+    const long count = static_cast<long>(Levels.size());
+    const auto outsideRun = [&](long begin, long end) {
+        if (begin >= end)
+            return;
+        sum += static_cast<double>(OutsideLevel) * static_cast<double>(end - begin);
+        take(OutsideLevel, begin);
+    };
+    outsideRun(from + 1, std::min(to, 0L));
+    for (long i = std::max(from + 1, 0L); i < std::min(to, count); ++i) {
+        const float level = numTofLevel(i);
+        sum += level;
+        take(level, i);
     }
+    outsideRun(std::max(from + 1, count), to);
     if (min != nullptr)
         *min = lo;
     if (max != nullptr)

@@ -698,8 +698,8 @@ void TSorData::GetMinMax(long from, long to, float& min, float& max) const
 {
     long minPos = 0;
     long maxPos = 0;
-    const auto first = static_cast<long>(FxdParams->OwtTofNum(static_cast<double>(from)));
-    const auto last = static_cast<long>(FxdParams->OwtTofNum(static_cast<double>(to)));
+    const auto first = truncSaturated<long>(FxdParams->OwtTofNum(static_cast<double>(from)));
+    const auto last = truncSaturated<long>(FxdParams->OwtTofNum(static_cast<double>(to)));
     DataPts->GetMinMax(&min, &max, first, last, minPos, maxPos);
 }
 
@@ -709,8 +709,8 @@ double TSorData::GetMax(long from, long to, long& owt) const
     float max = 0;
     long minPos = 0;
     long maxPos = 0;
-    const auto first = static_cast<long>(FxdParams->OwtTofNum(static_cast<double>(from)));
-    const auto last = static_cast<long>(FxdParams->OwtTofNum(static_cast<double>(to)));
+    const auto first = truncSaturated<long>(FxdParams->OwtTofNum(static_cast<double>(from)));
+    const auto last = truncSaturated<long>(FxdParams->OwtTofNum(static_cast<double>(to)));
     DataPts->GetMinMax(&min, &max, first, last, minPos, maxPos);
     // The nearest whole time: a truncated one would read back a fraction of a
     // point before the maximum, and an interpolated level there falls short

@@ -130,6 +130,19 @@ TEST(DataPointsLevelTest, MinMaxTakesFirstOfEqualsAndGivesMean)
     EXPECT_EQ(minPos, 3);
     EXPECT_FLOAT_EQ(lo, -1.0f);
 
+    // Off the trace every point reads the outside level, however many: the
+    // first one off it is the minimum, and the mean counts them all.
+    EXPECT_NEAR(block.GetMinMax(&lo, &hi, -4, 8, minPos, maxPos),
+                (4.0f * TSorBlockDataPoints::OutsideLevel - 17.0f + 2.0f * TSorBlockDataPoints::OutsideLevel) / 12.0f,
+                1e-4f);
+    EXPECT_EQ(minPos, -4);
+    EXPECT_EQ(maxPos, 1);
+    const long far = 4000000000L;
+    EXPECT_NEAR(block.GetMinMax(&lo, &hi, 0, far, minPos, maxPos), TSorBlockDataPoints::OutsideLevel, 1e-3f);
+    EXPECT_FLOAT_EQ(lo, TSorBlockDataPoints::OutsideLevel);
+    EXPECT_EQ(minPos, 6);
+    EXPECT_EQ(maxPos, 1);
+
     double dlo = 0;
     double dhi = 0;
     block.GetMinMax(&dlo, &dhi, 2, 5, minPos, maxPos);
