@@ -7,6 +7,7 @@
 #include "auto/event-line.h"
 #include "ref/ref-auto.h"
 #include "sor/sor-data.h"
+#include "sor/sor-log-scale.h"
 
 using autolines::KmPerOwt;
 using autolines::KmToPoint;
@@ -15,11 +16,6 @@ using autolines::PointKm;
 namespace {
 
 constexpr double minStepDb = 0.03;
-
-double linear(double level)
-{
-    return std::pow(10.0, level / 5.0);
-}
 
 // The receiver's mean delay in OWT units: a single pole falls by
 // 5 lg(e) dB (one-way scale) per time constant.
@@ -61,9 +57,9 @@ double LocateStepKm(TSorData* sor, const TEventLine& before, const TEventLine& a
     double sum = 0.0;
     for (long i = first; i < last; ++i) {
         const double km = PointKm(sor, i);
-        const double pb = linear(lineBefore(km));
-        const double pa = linear(lineAfter(km));
-        const double f = (pb - linear(sor->NumToLevel(i))) / (pb - pa);
+        const double pb = poww(lineBefore(km));
+        const double pa = poww(lineAfter(km));
+        const double f = (pb - poww(sor->NumToLevel(i))) / (pb - pa);
         sum += (1.0 - f) * (PointKm(sor, i + 1) - km);
     }
     // Each point stands for the half spacing on either side of it.
